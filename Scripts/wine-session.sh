@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Runs a command inside one X display (Xvfb) with one wineserver kept up for its whole length, and
+# stops the wineserver before the display goes away. Usage: wine-session.sh command [args...]
+set -uo pipefail
+. "$(dirname "${BASH_SOURCE[0]}")/env.sh"
+if [ -z "${OVRTL_IN_XVFB:-}" ]; then
+  export OVRTL_IN_XVFB=1
+  exec xvfb-run -a -s "-screen 0 1024x768x24 -nolisten tcp" "${BASH_SOURCE[0]}" "$@"
+fi
+# A wineserver left from elsewhere would hand out windows on another display.
+wineserver -k >/dev/null 2>&1
+wineserver -w >/dev/null 2>&1
+wineserver -p
+"$@"
+rc=$?
+wineserver -k >/dev/null 2>&1
+wineserver -w >/dev/null 2>&1
+exit $rc

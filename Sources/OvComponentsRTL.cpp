@@ -1,0 +1,59 @@
+// The unit table and the package entry points.
+#include "OvComponentsRTL.h"
+
+#include <iterator>
+
+#include "Ostravane.Debug.LogFile.h"
+
+namespace Ostravane {
+
+OV_IMPLEMENT_CLASS(PackageFrame, nullptr)
+
+namespace {
+
+// Every unit stands behind the units that it uses; stop runs the table backward.
+const TPackageUnitEntry C_UNITS[] = {
+    {L"Ostravane.Debug.Common", nullptr, nullptr, L"constants are there", L"nothing to clear"},
+    {L"Ostravane.System.SysUtils", nullptr, nullptr, L"nothing", L"nothing"},
+    {L"Ostravane.Debug.LogFile", &TDebugLogFile::Init, &TDebugLogFile::Done, L"TDebugLogFile.Init",
+     L"TDebugLogFile.Done, clears the log folder"},
+    {L"Ostravane.Debug.Log", nullptr, nullptr, L"nothing", L"nothing"},
+};
+constexpr int32_t C_UNIT_COUNT = static_cast<int32_t>(std::size(C_UNITS));
+
+const TPackageInfoTable C_PACKAGE_INFO{C_UNIT_COUNT, C_UNITS};
+
+// The counters start at 0: a start takes 1 away, a stop adds 1.
+int32_t GUseCounters[C_UNIT_COUNT] = {};
+std::vector<TUnitEvent> GEvents;
+
+}  // namespace
+
+int32_t PackageFrame::UseCounter(int32_t AUnit) noexcept {
+  return AUnit >= 0 && AUnit < C_UNIT_COUNT ? GUseCounters[AUnit] : 0;
+}
+
+std::vector<TUnitEvent> PackageFrame::Events() { return GEvents; }
+
+}  // namespace Ostravane
+
+using namespace Ostravane;
+
+extern "C" void Initialize() {
+  for (int32_t I = 0; I < C_UNIT_COUNT; ++I) {
+    const int32_t LRead = GUseCounters[I]--;
+    if (LRead != 0) continue;
+    GEvents.push_back({I, true});
+    if (C_UNITS[I].Init) C_UNITS[I].Init();
+  }
+}
+
+extern "C" void Finalize() {
+  for (int32_t I = C_UNIT_COUNT - 1; I >= 0; --I) {
+    if (++GUseCounters[I] != 0) continue;
+    GEvents.push_back({I, false});
+    if (C_UNITS[I].FInit) C_UNITS[I].FInit();
+  }
+}
+
+extern "C" const TPackageInfoTable* GetPackageInfoTable() { return &C_PACKAGE_INFO; }

@@ -1,0 +1,7 @@
+// The main of a test program whose tests start and stop the library themselves.
+#include <gtest/gtest.h>
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}

@@ -1,0 +1,172 @@
+// Helpers shared by all tests.
+#include "TestSupport.h"
+
+#include <stdexcept>
+
+#include "Ostravane.Rtl.Handles.h"
+
+namespace OvTest {
+
+using Ostravane::Rtl::TFileHandleOwner;
+using Ostravane::Rtl::TFindHandleOwner;
+using Ostravane::Rtl::THandleOwner;
+
+TTempDir::TTempDir() {
+  wchar_t LBase[MAX_PATH + 1];
+  GetTempPathW(MAX_PATH, LBase);
+  static LONG GCounter = 0;
+  for (int LTry = 0;; ++LTry) {
+    FPath = std::wstring(LBase) + L"ovrtl-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+            std::to_wstring(InterlockedIncrement(&GCounter)) + L"-" + std::to_wstring(GetTickCount()) + L"\\";
+    if (CreateDirectoryW(FPath.c_str(), nullptr)) return;
+    if (LTry > 100) throw std::runtime_error("can't make a temporary folder");
+  }
+}
+
+TTempDir::~TTempDir() { DeleteTree(FPath); }
+
+void DeleteTree(const std::wstring& APath) {
+  std::wstring LDir = APath;
+  if (!LDir.empty() && LDir.back() == L'\\') LDir.pop_back();
+  WIN32_FIND_DATAW LData;
+  TFindHandleOwner LFind(FindFirstFileW((LDir + L"\\*").c_str(), &LData));
+  if (LFind) {
+    do {
+      const std::wstring LName = LData.cFileName;
+      if (LName == L"." || LName == L"..") continue;
+      const std::wstring LFull = LDir + L"\\" + LName;
+      if (LData.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+        DeleteTree(LFull);
+      } else {
+        SetFileAttributesW(LFull.c_str(), FILE_ATTRIBUTE_NORMAL);
+        DeleteFileW(LFull.c_str());
+      }
+    } while (FindNextFileW(LFind.get(), &LData));
+  }
+  LFind.reset();
+  RemoveDirectoryW(LDir.c_str());
+}
+
+size_t CountProcessHandles() {
+  struct THandleEntry {  // SYSTEM_HANDLE_TABLE_ENTRY_INFO as Wine fills it
+    ULONG OwnerPid;
+    BYTE ObjectType;
+    BYTE HandleFlags;
+    USHORT HandleValue;
+    PVOID ObjectPointer;
+    ULONG AccessMask;
+  };
+  struct THandleInfo {
+    ULONG Count;
+    THandleEntry Handles[1];
+  };
+  using TNtQuerySystemInformation = LONG(WINAPI*)(ULONG, PVOID, ULONG, PULONG);
+  static const auto LQuery = reinterpret_cast<TNtQuerySystemInformation>(
+      reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+  if (!LQuery) throw std::runtime_error("NtQuerySystemInformation is missing");
+  constexpr LONG C_STATUS_INFO_LENGTH_MISMATCH = static_cast<LONG>(0xC0000004);
+  std::vector<unsigned char> LBuffer(1 << 16);
+  LONG LStatus;
+  ULONG LNeeded = 0;
+  while ((LStatus = LQuery(16, LBuffer.data(), static_cast<ULONG>(LBuffer.size()), &LNeeded)) ==
+         C_STATUS_INFO_LENGTH_MISMATCH)
+    LBuffer.resize(LBuffer.size() * 2);
+  if (LStatus < 0) throw std::runtime_error("NtQuerySystemInformation(SystemHandleInformation) failed");
+  const auto* LInfo = reinterpret_cast<const THandleInfo*>(LBuffer.data());
+  const ULONG LPid = GetCurrentProcessId();
+  size_t LCount = 0;
+  for (ULONG I = 0; I < LInfo->Count; ++I)
+    if (LInfo->Handles[I].OwnerPid == LPid) ++LCount;
+  return LCount;
+}
+
+std::wstring BinDir() {
+  wchar_t LPath[MAX_PATH];
+  const DWORD N = GetModuleFileNameW(nullptr, LPath, MAX_PATH);
+  std::wstring S(LPath, N);
+  return S.substr(0, S.rfind(L'\\') + 1);
+}
+
+TChildResult RunChild(const std::wstring& AProgram, const std::wstring& AArguments, DWORD ATimeoutMs) {
+  const std::wstring LProgram = AProgram.find(L'\\') == std::wstring::npos ? BinDir() + AProgram : AProgram;
+  std::wstring LCommandLine = L"\"" + LProgram + L"\" " + AArguments;
+  STARTUPINFOW LStartup{};
+  LStartup.cb = sizeof(LStartup);
+  PROCESS_INFORMATION LInfo{};
+  if (!CreateProcessW(LProgram.c_str(), LCommandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                      &LStartup, &LInfo))
+    throw std::runtime_error("can't start a child program");
+  THandleOwner LProcess(LInfo.hProcess), LThread(LInfo.hThread);
+  TChildResult LResult;
+  if (WaitForSingleObject(LProcess.get(), ATimeoutMs) != WAIT_OBJECT_0) {
+    TerminateProcess(LProcess.get(), 255);
+    LResult.TimedOut = true;
+  }
+  GetExitCodeProcess(LProcess.get(), &LResult.ExitCode);
+  return LResult;
+}
+
+bool PumpMessagesUntil(const std::function<bool()>& ADone, DWORD ATimeoutMs) {
+  const DWORD LStart = GetTickCount();
+  while (!ADone()) {
+    const DWORD LElapsed = GetTickCount() - LStart;
+    if (LElapsed >= ATimeoutMs) return false;
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, ATimeoutMs - LElapsed, QS_ALLINPUT);
+    MSG LMsg;
+    while (PeekMessageW(&LMsg, nullptr, 0, 0, PM_REMOVE)) {
+      TranslateMessage(&LMsg);
+      DispatchMessageW(&LMsg);
+    }
+  }
+  return true;
+}
+
+std::vector<unsigned char> ReadFileBytes(const std::wstring& AFileName) {
+  TFileHandleOwner LFile(CreateFileW(AFileName.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                     nullptr, OPEN_EXISTING, 0, nullptr));
+  if (!LFile) throw std::runtime_error("can't open a file to read it");
+  LARGE_INTEGER LSize;
+  GetFileSizeEx(LFile.get(), &LSize);
+  std::vector<unsigned char> LBytes(static_cast<size_t>(LSize.QuadPart));
+  DWORD LRead = 0;
+  if (!LBytes.empty()) ReadFile(LFile.get(), LBytes.data(), static_cast<DWORD>(LBytes.size()), &LRead, nullptr);
+  LBytes.resize(LRead);
+  return LBytes;
+}
+
+void WriteFileBytes(const std::wstring& AFileName, const std::vector<unsigned char>& ABytes) {
+  TFileHandleOwner LFile(CreateFileW(AFileName.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+  if (!LFile) throw std::runtime_error("can't create a file");
+  DWORD LWritten;
+  WriteFile(LFile.get(), ABytes.data(), static_cast<DWORD>(ABytes.size()), &LWritten, nullptr);
+}
+
+std::vector<unsigned char> Utf16Bytes(const std::wstring& AText) {
+  const auto* P = reinterpret_cast<const unsigned char*>(AText.data());
+  return std::vector<unsigned char>(P, P + AText.size() * sizeof(wchar_t));
+}
+
+std::wstring ReadUtf16File(const std::wstring& AFileName) {
+  const std::vector<unsigned char> LBytes = ReadFileBytes(AFileName);
+  if (LBytes.size() < 2 || LBytes[0] != 0xFF || LBytes[1] != 0xFE) throw std::runtime_error("no UTF-16 byte order mark");
+  std::wstring LText((LBytes.size() - 2) / 2, L'\0');
+  std::memcpy(LText.data(), LBytes.data() + 2, LText.size() * 2);
+  return LText;
+}
+
+std::vector<std::wstring> SplitLines(const std::wstring& AText) {
+  std::vector<std::wstring> LLines;
+  size_t LStart = 0;
+  while (LStart < AText.size()) {
+    const size_t LEnd = AText.find(L"\r\n", LStart);
+    if (LEnd == std::wstring::npos) {
+      LLines.push_back(AText.substr(LStart));
+      break;
+    }
+    LLines.push_back(AText.substr(LStart, LEnd - LStart));
+    LStart = LEnd + 2;
+  }
+  return LLines;
+}
+
+}  // namespace OvTest

@@ -1,0 +1,56 @@
+// Helpers shared by all tests: a temporary folder of the test's own, the process's handle count,
+// child processes, a message pump, and file contents.
+#pragma once
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Ostravane.Rtl.System.h"
+
+namespace OvTest {
+
+// A new empty folder below the system's temporary folder, deleted with everything in it at the end.
+class TTempDir {
+ public:
+  TTempDir();
+  ~TTempDir();
+  TTempDir(const TTempDir&) = delete;
+  TTempDir& operator=(const TTempDir&) = delete;
+  // With a trailing backslash.
+  const std::wstring& Path() const { return FPath; }
+
+ private:
+  std::wstring FPath;
+};
+
+void DeleteTree(const std::wstring& APath);
+
+// Handles the process holds now. Wine's GetProcessHandleCount always answers 0, so this reads the
+// system's handle table (NtQuerySystemInformation, class 16) and keeps this process's entries.
+size_t CountProcessHandles();
+
+// The folder of the running test program, with a trailing backslash: the helper programs and the
+// library lie there too.
+std::wstring BinDir();
+
+struct TChildResult {
+  DWORD ExitCode = 0;
+  bool TimedOut = false;
+};
+// Starts AProgram (a name in BinDir, or a full path) with AArguments and waits for it.
+TChildResult RunChild(const std::wstring& AProgram, const std::wstring& AArguments, DWORD ATimeoutMs = 60000);
+
+// Dispatches the calling thread's messages until ADone answers true or ATimeoutMs passes; true when
+// ADone was met.
+bool PumpMessagesUntil(const std::function<bool()>& ADone, DWORD ATimeoutMs = 10000);
+
+std::vector<unsigned char> ReadFileBytes(const std::wstring& AFileName);
+void WriteFileBytes(const std::wstring& AFileName, const std::vector<unsigned char>& ABytes);
+// The bytes of a UTF-16 LE text, without a byte order mark.
+std::vector<unsigned char> Utf16Bytes(const std::wstring& AText);
+// A file's UTF-16 LE text behind its byte order mark; throws when the mark is missing.
+std::wstring ReadUtf16File(const std::wstring& AFileName);
+// Splits at CR LF; a trailing CR LF gives no empty last element.
+std::vector<std::wstring> SplitLines(const std::wstring& AText);
+
+}  // namespace OvTest
