@@ -11,6 +11,10 @@ fi
 wineserver -k >/dev/null 2>&1
 wineserver -w >/dev/null 2>&1
 wineserver -p
+# Wine's own background programs (device services, the desktop's explorer) live as long as the
+# wineserver and keep the output handles of the program that started them: started here, with
+# nothing attached, they can't hold a later program's pipe open.
+wine rundll32.exe user32.dll,GetDesktopWindow </dev/null >/dev/null 2>&1
 "$@"
 rc=$?
 wineserver -k >/dev/null 2>&1

@@ -217,6 +217,9 @@ void TDebugLogFile::CheckOpenFile() {
 
 void TDebugLogFile::FlushBuffer() {
   CheckOpenFile();
+  // Without a folder the lines wait for it; with a file that couldn't be opened they would only
+  // gather for ever, since the open is never tried again: they are dropped.
+  if (FFileHandle == INVALID_HANDLE_VALUE) FBuffer.Clear();
   if (FFileHandle == nullptr || FFileHandle == INVALID_HANDLE_VALUE) return;
   // All 64 bits of the size: a log past 4 GiB is still measured right against its limit.
   LARGE_INTEGER LSize{};

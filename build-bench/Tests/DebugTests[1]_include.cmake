@@ -1,0 +1,1 @@
+include("/work/main/build-bench/Tests/DebugTests[1]_include.cmake")

@@ -1,0 +1,1 @@
+include("/work/main/build-bench/Tests/FrameTests[1]_include.cmake")
