@@ -297,7 +297,7 @@ UnicodeString IntToHex(uint64_t AValue, int ADigits) {
 UnicodeString FloatToStr(long double AValue) {
   if (std::isnan(AValue)) return L"NAN";
   if (std::isinf(AValue)) return AValue < 0 ? L"-INF" : L"INF";
-  // General format with 15 significant digits: plain while the exponent lies in -5..14, otherwise
+  // General format with 15 significant digits: plain while the exponent lies in -4..14, otherwise
   // scientific as "1.5E-6", "1E20".
   char LBuffer[64];
   std::snprintf(LBuffer, sizeof(LBuffer), "%.14Le", AValue);
@@ -311,7 +311,7 @@ UnicodeString FloatToStr(long double AValue) {
   while (LDigits.size() > 1 && LDigits.back() == '0') LDigits.pop_back();
   UnicodeString LResult = LNegative ? L"-" : L"";
   auto Append = [&LResult](const std::string& S) { for (char C : S) LResult += static_cast<wchar_t>(C); };
-  if (LExp >= 15 || LExp < -5) {
+  if (LExp >= 15 || LExp < -4) {
     Append(LDigits.substr(0, 1));
     if (LDigits.size() > 1) {
       LResult += Separators().Decimal;
@@ -441,7 +441,8 @@ bool ForceDirectories(const UnicodeString& ADir) {
   const UnicodeString LParent = ExtractFilePath(LDir);
   if (LParent.empty() || LParent.size() >= LDir.size()) return false;
   if (!ForceDirectories(LParent)) return false;
-  return CreateDirectoryW(LDir.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS;
+  // A file of the same name also answers "already exists": only a folder counts.
+  return CreateDirectoryW(LDir.c_str(), nullptr) || DirectoryExists(LDir);
 }
 
 // ---- Time ---------------------------------------------------------------------------------------
@@ -477,7 +478,9 @@ TDateTime EncodeDateTime(uint16_t AYear, uint16_t AMonth, uint16_t ADay, uint16_
                          uint16_t ASecond, uint16_t AMilliSecond) {
   const int64_t LDays = DaysFromCivil(AYear, AMonth, ADay) + UnixDateDelta;
   const int64_t LMs = ((AHour * 60 + AMinute) * 60 + ASecond) * 1000 + AMilliSecond;
-  return static_cast<double>(LDays) + static_cast<double>(LMs) / MSecsPerDay;
+  // Before 1899-12-30 the day counts backward while the time of day still counts forward.
+  const double LTime = static_cast<double>(LMs) / MSecsPerDay;
+  return LDays < 0 ? static_cast<double>(LDays) - LTime : static_cast<double>(LDays) + LTime;
 }
 
 void DecodeDateTime(TDateTime AValue, uint16_t& AYear, uint16_t& AMonth, uint16_t& ADay, uint16_t& AHour,

@@ -142,28 +142,15 @@ TEST(RtlProcess, ParamStrZeroNamesTheProgram) {
   EXPECT_EQ(MainInstance(), GetModuleHandleW(nullptr));
 }
 
-// Started by CommandLineSplitsQuotesAndSwitches as a child with a known command line.
-TEST(RtlProcess, CommandLineOfChild) {
-  if (GetEnvironmentVariableW(L"OVRTL_RTL_PARAM_CHILD", nullptr, 0) == 0)
-    GTEST_SKIP() << "runs only as the child of CommandLineSplitsQuotesAndSwitches";
-  ASSERT_EQ(ParamCount(), 5);
-  EXPECT_EQ(ParamStr(1), L"--gtest_filter=RtlProcess.CommandLineOfChild");
-  EXPECT_EQ(ParamStr(2), L"two words");
-  EXPECT_EQ(ParamStr(3), L"/Verbose");
-  EXPECT_EQ(ParamStr(4), L"-x");
-  EXPECT_EQ(ParamStr(5), L"abc d");  // quotes only group, and go
-  EXPECT_TRUE(FindCmdLineSwitch(L"verbose"));
-  EXPECT_TRUE(FindCmdLineSwitch(L"Verbose", false));
-  EXPECT_FALSE(FindCmdLineSwitch(L"verbose", false));
-  EXPECT_TRUE(FindCmdLineSwitch(L"X"));
-  EXPECT_FALSE(FindCmdLineSwitch(L"two"));
-}
-
 TEST(RtlProcess, CommandLineSplitsQuotesAndSwitches) {
-  ASSERT_TRUE(SetEnvironmentVariableW(L"OVRTL_RTL_PARAM_CHILD", L"1"));
-  const OvTest::TChildResult LResult = OvTest::RunChild(
-      ParamStr(0), L"--gtest_filter=RtlProcess.CommandLineOfChild \"two words\" /Verbose -x a\"b\"c\" d\"");
-  SetEnvironmentVariableW(L"OVRTL_RTL_PARAM_CHILD", nullptr);
-  EXPECT_FALSE(LResult.TimedOut);
-  EXPECT_EQ(LResult.ExitCode, 0u);
+  OvTest::TTempDir LDir;
+  const std::wstring LOut = LDir.Path() + L"args.txt";
+  const OvTest::TChildResult LResult =
+      OvTest::RunChild(L"ChildArgs.exe", L"\"" + LOut + L"\" \"two words\" /Verbose -x a\"b\"c\" d\" 日本");
+  ASSERT_FALSE(LResult.TimedOut);
+  ASSERT_EQ(LResult.ExitCode, 0u);
+  EXPECT_EQ(OvTest::SplitLines(OvTest::ReadUtf16File(LOut)),
+            (std::vector<std::wstring>{L"6", LOut, L"two words", L"/Verbose", L"-x",
+                                       L"abc d",  // quotes only group, and go
+                                       L"日本", L"11010"}));
 }

@@ -1,6 +1,7 @@
 // Helpers shared by all tests.
 #include "TestSupport.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "Ostravane.Rtl.Handles.h"
@@ -111,7 +112,9 @@ bool PumpMessagesUntil(const std::function<bool()>& ADone, DWORD ATimeoutMs) {
   while (!ADone()) {
     const DWORD LElapsed = GetTickCount() - LStart;
     if (LElapsed >= ATimeoutMs) return false;
-    MsgWaitForMultipleObjects(0, nullptr, FALSE, ATimeoutMs - LElapsed, QS_ALLINPUT);
+    // Short slices: ADone may turn true on another thread without a message to wake this one.
+    MsgWaitForMultipleObjectsEx(0, nullptr, std::min<DWORD>(ATimeoutMs - LElapsed, 10), QS_ALLINPUT,
+                                MWMO_INPUTAVAILABLE);
     MSG LMsg;
     while (PeekMessageW(&LMsg, nullptr, 0, 0, PM_REMOVE)) {
       TranslateMessage(&LMsg);
