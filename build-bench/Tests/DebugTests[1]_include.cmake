@@ -1,1 +1,0 @@
-include("/work/main/build-bench/Tests/DebugTests[1]_include.cmake")

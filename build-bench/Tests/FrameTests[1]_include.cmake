@@ -1,1 +1,0 @@
-include("/work/main/build-bench/Tests/FrameTests[1]_include.cmake")

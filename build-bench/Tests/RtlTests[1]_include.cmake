@@ -1,1 +1,0 @@
-include("/work/main/build-bench/Tests/RtlTests[1]_include.cmake")

@@ -1,1 +1,0 @@
-include("/work/main/build-bench/Tests/SystemTests[1]_include.cmake")
