@@ -37,6 +37,8 @@ class OVRTL_API TCustomDebugLog : public Rtl::TObject {
   const UnicodeString& LogName() const noexcept { return FLogName; }
   const UnicodeString& ModuleName() const noexcept { return FModuleName; }
   bool Enabled() const noexcept { return FDebugLogFile != nullptr; }
+  // True when a line of this level would be written.
+  bool Passes(int32_t ALogLevel) const noexcept { return FDebugLogFile && FDebugLogFile->Passes(ALogLevel); }
   bool GetDirectWrite() const noexcept { return FDebugLogFile && FDebugLogFile->GetDirectWrite() != FALSE; }
   void SetDirectWrite(bool ADirectWrite) noexcept;
 
@@ -94,6 +96,10 @@ class TDebugLog : public TCustomDebugLog {
 
   void WriteLog(TLevel L, const UnicodeString& AStr, TClass AOwner = nullptr) {
     TCustomDebugLog::WriteLog(Ord(L), AStr, AOwner);
+  }
+  // A literal becomes a string only when its line passes: a filtered call costs one comparison.
+  void WriteLog(TLevel L, const wchar_t* AStr, TClass AOwner = nullptr) {
+    if (Passes(Ord(L))) TCustomDebugLog::WriteLog(Ord(L), UnicodeString(AStr ? AStr : L""), AOwner);
   }
   void WriteLog(TLevel L, const UnicodeString& AFormat, Rtl::TVarRecList AValues, TClass AOwner = nullptr) {
     TCustomDebugLog::WriteLog(Ord(L), AFormat, AValues, AOwner);

@@ -72,8 +72,9 @@ class OVRTL_API TDebugLogFile : public Rtl::TObject {
   void WriteLogToFile(const UnicodeString& AModuleName, const UnicodeString& AStr, TClass AOwner);
   void WriteLogToDebugger(const UnicodeString& AModuleName, const UnicodeString& AStr, TClass AOwner);
   void AppendText(const wchar_t* AText, size_t ALength) { FBuffer.Append(AText, ALength * sizeof(wchar_t)); }
+  int64_t LocalMilliseconds() noexcept;
 
-  Rtl::TCriticalSection FCSLog;
+  Rtl::TCriticalSection FCSLog{4000};  // held for the copy of a line: worth spinning for
   std::map<uint32_t, std::unique_ptr<Rtl::TStringList>> FThreadsProc;
   UnicodeString FName;
   int64_t FMaxFileSize = 0;
@@ -81,8 +82,12 @@ class OVRTL_API TDebugLogFile : public Rtl::TObject {
   std::atomic<BOOL> FDirectWrite{FALSE};
   HANDLE FFileHandle = nullptr;  // nullptr: not opened yet; INVALID_HANDLE_VALUE: opening failed
   Rtl::TMemoryStream FBuffer;
-  Rtl::TDateTime FLastDate = 0;
+  // The clock of the date column, in whole milliseconds of local time since 1601: a clock value
+  // compared as an integer, so that equal readings are equal whatever the floating-point registers.
+  int64_t FLastDate = -1;
   UnicodeString FLastDateStr;
+  int64_t FBiasSecond = -1;  // the UTC second for which FBias was taken
+  int64_t FBias = 0;         // local time minus UTC, in milliseconds
   UnicodeString FFixedNesting;
   UnicodeString FNesting;
   UnicodeString FLineBreak;

@@ -2,6 +2,8 @@
 #include "Ostravane.Rtl.Classes.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <new>
 
 #include "Ostravane.Rtl.SysUtils.h"
 
@@ -18,38 +20,54 @@ int64_t TStream::GetSize() {
   return LSize;
 }
 
+TMemoryStream::~TMemoryStream() { std::free(FMemory); }
+
+void TMemoryStream::Grow(size_t AMinCapacity) {
+  const size_t LCapacity = std::max<size_t>({AMinCapacity, FCapacity + FCapacity / 2, 256});
+  auto* LMemory = static_cast<unsigned char*>(std::realloc(FMemory, LCapacity));
+  if (!LMemory) throw std::bad_alloc();
+  FMemory = LMemory;
+  FCapacity = LCapacity;
+}
+
 int32_t TMemoryStream::Read(void* ABuffer, int32_t ACount) {
-  if (ACount <= 0 || FPosition >= FData.size()) return 0;
-  const size_t N = std::min<size_t>(ACount, FData.size() - FPosition);
-  std::memcpy(ABuffer, FData.data() + FPosition, N);
+  if (ACount <= 0 || FPosition >= FSize) return 0;
+  const size_t N = std::min<size_t>(ACount, FSize - FPosition);
+  std::memcpy(ABuffer, FMemory + FPosition, N);
   FPosition += N;
   return static_cast<int32_t>(N);
 }
 
 int32_t TMemoryStream::Write(const void* ABuffer, int32_t ACount) {
   if (ACount <= 0) return 0;
-  if (FPosition + ACount > FData.size()) FData.resize(FPosition + ACount);
-  std::memcpy(FData.data() + FPosition, ABuffer, ACount);
-  FPosition += ACount;
+  const size_t LEnd = FPosition + ACount;
+  if (LEnd > FCapacity) Grow(LEnd);
+  if (FPosition > FSize) std::memset(FMemory + FSize, 0, FPosition - FSize);  // the gap of a seek past the end
+  std::memcpy(FMemory + FPosition, ABuffer, ACount);
+  FPosition = LEnd;
+  FSize = std::max(FSize, LEnd);
   return ACount;
 }
 
 int64_t TMemoryStream::Seek(int64_t AOffset, TSeekOrigin AOrigin) {
   int64_t LBase = 0;
   if (AOrigin == TSeekOrigin::soCurrent) LBase = static_cast<int64_t>(FPosition);
-  else if (AOrigin == TSeekOrigin::soEnd) LBase = static_cast<int64_t>(FData.size());
+  else if (AOrigin == TSeekOrigin::soEnd) LBase = static_cast<int64_t>(FSize);
   const int64_t LNew = LBase + AOffset;
   FPosition = LNew < 0 ? 0 : static_cast<size_t>(LNew);
   return static_cast<int64_t>(FPosition);
 }
 
 void TMemoryStream::SetSize(int64_t ANewSize) {
-  FData.resize(ANewSize < 0 ? 0 : static_cast<size_t>(ANewSize));
-  FPosition = std::min(FPosition, FData.size());
+  const size_t LSize = ANewSize < 0 ? 0 : static_cast<size_t>(ANewSize);
+  if (LSize > FCapacity) Grow(LSize);
+  if (LSize > FSize) std::memset(FMemory + FSize, 0, LSize - FSize);
+  FSize = LSize;
+  FPosition = std::min(FPosition, FSize);
 }
 
 void TMemoryStream::Clear() noexcept {
-  FData.clear();
+  FSize = 0;
   FPosition = 0;
 }
 

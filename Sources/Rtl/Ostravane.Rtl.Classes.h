@@ -21,29 +21,39 @@ class OVRTL_API TStream : public TObject {
   void SetPosition(int64_t APosition) { Seek(APosition, TSeekOrigin::soBeginning); }
 };
 
-// Bytes in memory. Writing past the end grows the stream; capacity grows geometrically, so appending
-// line after line costs a copy of each line only.
+// Bytes in memory. Writing past the end grows the stream; capacity grows geometrically and is kept
+// by Clear, so a buffer that is filled and emptied again and again allocates once.
 class OVRTL_API TMemoryStream : public TStream {
   OV_OBJECT_CLASS
  public:
+  TMemoryStream() = default;
+  ~TMemoryStream() override;
+  TMemoryStream(const TMemoryStream&) = delete;
+  TMemoryStream& operator=(const TMemoryStream&) = delete;
+
   int32_t Read(void* ABuffer, int32_t ACount) override;
   int32_t Write(const void* ABuffer, int32_t ACount) override;
   int64_t Seek(int64_t AOffset, TSeekOrigin AOrigin) override;
-  int64_t GetSize() override { return static_cast<int64_t>(FData.size()); }
+  int64_t GetSize() override { return static_cast<int64_t>(FSize); }
   void SetSize(int64_t ANewSize) override;
   void Clear() noexcept;
 
-  const void* Memory() const noexcept { return FData.data(); }
-  size_t Size() const noexcept { return FData.size(); }
-  // Appends at the end, whatever the position; the fast road of a buffer that only grows.
+  const void* Memory() const noexcept { return FMemory; }
+  size_t Size() const noexcept { return FSize; }
+  // Appends at the end, whatever the position: the fast road of a buffer that only grows.
   void Append(const void* ABuffer, size_t ACount) {
-    const auto* P = static_cast<const unsigned char*>(ABuffer);
-    FData.insert(FData.end(), P, P + ACount);
-    FPosition = FData.size();
+    if (FSize + ACount > FCapacity) Grow(FSize + ACount);
+    std::memcpy(FMemory + FSize, ABuffer, ACount);
+    FSize += ACount;
+    FPosition = FSize;
   }
 
  private:
-  std::vector<unsigned char> FData;
+  void Grow(size_t AMinCapacity);  // raises std::bad_alloc when memory runs out
+
+  unsigned char* FMemory = nullptr;
+  size_t FSize = 0;
+  size_t FCapacity = 0;
   size_t FPosition = 0;
 };
 

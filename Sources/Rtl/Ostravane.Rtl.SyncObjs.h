@@ -8,6 +8,8 @@ namespace Ostravane::Rtl {
 class OVRTL_API TCriticalSection {
  public:
   TCriticalSection() noexcept { InitializeCriticalSection(&FSection); }
+  // A waiter spins ASpinCount rounds before it sleeps: for sections held only for a moment.
+  explicit TCriticalSection(DWORD ASpinCount) noexcept { InitializeCriticalSectionAndSpinCount(&FSection, ASpinCount); }
   ~TCriticalSection() { DeleteCriticalSection(&FSection); }
   TCriticalSection(const TCriticalSection&) = delete;
   TCriticalSection& operator=(const TCriticalSection&) = delete;
