@@ -180,14 +180,6 @@ Rtl::TFileHandleOwner CreateOutput(const UnicodeString& AFileName) {
   return LFile;
 }
 
-// Starts the library for the length of the run and stops it on every way out.
-class TLibrarySession {
- public:
-  TLibrarySession() { Initialize(); }
-  ~TLibrarySession() { Finalize(); }
-  TLibrarySession(const TLibrarySession&) = delete;
-  TLibrarySession& operator=(const TLibrarySession&) = delete;
-};
 
 // ---- The measurements ---------------------------------------------------------------------------
 
@@ -308,7 +300,7 @@ class TLogBenchmark {
     return Seconds(Ticks() - LStart);
   }
 
-  // The same with a literal: the call site builds a string before the log is reached.
+  // The same with a literal, the common call: it is made a string only when its line passes.
   double FilteredLiteral(uint64_t ACalls) {
     TDebugLog<TBenchLogLevel> LLog(L"FilteredLog", C_MODULE_NAME, 0);
     LLog.SetLogLevel(TBenchLogLevel::blNone);
@@ -352,7 +344,7 @@ void PrintFigure(const char* AName, const TSamples& ASamples, size_t ALineBytes,
 
 int Run() {
   TTempFolder LFolder;
-  TLibrarySession LSession;
+  TLibraryScope LSession;
   TDebugLogFile::SetLogPath(LFolder.Path());
   TLogBenchmark LBenchmark(LFolder);
   const size_t LLineBytes = LBenchmark.LineBytes();

@@ -7,6 +7,19 @@
 #include "Ostravane.Rtl.System.h"
 
 namespace Ostravane {
+struct TPackageInfoTable;
+}
+
+extern "C" {
+// Starts every unit in the table's order; a unit reached again only counts. An exception of a start
+// step passes to the caller.
+OVRTL_API void Initialize();
+// Stops every unit in the reverse order; the last stop of a unit runs its stop step.
+OVRTL_API void Finalize();
+OVRTL_API const Ostravane::TPackageInfoTable* GetPackageInfoTable();
+}
+
+namespace Ostravane {
 
 // One unit of the table: its start and stop steps (nullptr where it has no work), and what they do.
 struct TPackageUnitEntry {
@@ -38,13 +51,14 @@ class OVRTL_API PackageFrame final {
   static std::vector<TUnitEvent> Events();
 };
 
+// Starts the library for the length of a scope and stops it on every way out.
+class TLibraryScope {
+ public:
+  TLibraryScope() { Initialize(); }
+  ~TLibraryScope() { Finalize(); }
+  TLibraryScope(const TLibraryScope&) = delete;
+  TLibraryScope& operator=(const TLibraryScope&) = delete;
+};
+
 }  // namespace Ostravane
 
-extern "C" {
-// Starts every unit in the table's order; a unit reached again only counts. An exception of a start
-// step passes to the caller.
-OVRTL_API void Initialize();
-// Stops every unit in the reverse order; the last stop of a unit runs its stop step.
-OVRTL_API void Finalize();
-OVRTL_API const Ostravane::TPackageInfoTable* GetPackageInfoTable();
-}

@@ -40,14 +40,6 @@ std::wstring Pad(const std::wstring& S, size_t AWidth) {
   return S.size() < AWidth ? S + std::wstring(AWidth - S.size(), L' ') : S;
 }
 
-// Starts the library for the length of a command and stops it on every way out.
-class TLibrarySession {
- public:
-  TLibrarySession() { Initialize(); }
-  ~TLibrarySession() { Finalize(); }
-  TLibrarySession(const TLibrarySession&) = delete;
-  TLibrarySession& operator=(const TLibrarySession&) = delete;
-};
 
 void PrintEvents(size_t AFrom, const wchar_t* AWhat) {
   const TPackageInfoTable* LTable = GetPackageInfoTable();
@@ -71,7 +63,7 @@ void CommandUnits(const std::vector<std::wstring>&) {
   const size_t LBefore = PackageFrame::Events().size();
   {
     Print(L"Initialize:");
-    TLibrarySession LSession;
+    TLibraryScope LSession;
     PrintEvents(LBefore, L"start");
     const size_t LMiddle = PackageFrame::Events().size();
     Initialize();
@@ -88,7 +80,7 @@ void CommandUnits(const std::vector<std::wstring>&) {
 
 void CommandLog(const std::vector<std::wstring>& AArgs) {
   if (AArgs.size() > 1) throw EUsage{L"log takes at most one folder"};
-  TLibrarySession LSession;
+  TLibraryScope LSession;
   const UnicodeString LExeName = Rtl::ChangeFileExt(Rtl::ExtractFileName(Rtl::ParamStr(0)), L"");
   TDebugLog<TToolLogLevel> LLog(LExeName, L"ovrtl.exe", 0);
   const int32_t LLevel = static_cast<int32_t>(LLog.GetLogLevel());

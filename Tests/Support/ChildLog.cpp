@@ -16,9 +16,9 @@ int wmain(int argc, wchar_t** argv) {
   std::vector<std::wstring> LArgs;
   for (int I = 1; I < argc; ++I)
     if (argv[I][0] != L'-' && argv[I][0] != L'/') LArgs.push_back(argv[I]);
-  Initialize();
   int LExitCode = 0;
   {
+    TLibraryScope LLibrary;
     const Rtl::UnicodeString LName = Rtl::ChangeFileExt(Rtl::ExtractFileName(Rtl::ParamStr(0)), L"");
     TDebugLog<TChildLogLevel> LLog(LName, L"OvComponentsRTL.dll", 0);
     if (!LArgs.empty()) TDebugLogFile::SetLogPath(LArgs[0]);
@@ -30,6 +30,5 @@ int wmain(int argc, wchar_t** argv) {
     // The exit code tells the parent what the child's log saw: 1 enabled, 0 disabled.
     LExitCode = LLog.Enabled() ? 1 : 0;
   }
-  Finalize();
   return LExitCode;
 }
