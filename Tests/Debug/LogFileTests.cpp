@@ -84,13 +84,8 @@ TEST_F(TLogFileTest, LinesHaveExactColumns) {
   // The date column is the local time of the line.
   const std::wstring& D = LLines[0];
   SYSTEMTIME LLine{};
-  LLine.wDay = static_cast<WORD>(std::stoi(D.substr(0, 2)));
-  LLine.wMonth = static_cast<WORD>(std::stoi(D.substr(3, 2)));
-  LLine.wYear = static_cast<WORD>(std::stoi(D.substr(6, 4)));
-  LLine.wHour = static_cast<WORD>(std::stoi(D.substr(11, 2)));
-  LLine.wMinute = static_cast<WORD>(std::stoi(D.substr(14, 2)));
-  LLine.wSecond = static_cast<WORD>(std::stoi(D.substr(17, 2)));
-  LLine.wMilliseconds = static_cast<WORD>(std::stoi(D.substr(20, 3)));
+  ASSERT_EQ(swscanf(D.c_str(), L"%hu.%hu.%hu %hu:%hu:%hu.%hu", &LLine.wDay, &LLine.wMonth, &LLine.wYear, &LLine.wHour,
+                    &LLine.wMinute, &LLine.wSecond, &LLine.wMilliseconds), 7);
   auto Ticks = [](const SYSTEMTIME& T) {
     FILETIME F;
     SystemTimeToFileTime(&T, &F);
