@@ -2,7 +2,6 @@
 // the exceptions that cross from the library into its caller.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <thread>
 
@@ -14,65 +13,33 @@
 
 using namespace Ostravane::Rtl;
 
-namespace {
-std::string Bytes(const TMemoryStream& AStream) {
-  return std::string(static_cast<const char*>(AStream.Memory()), AStream.Size());
-}
-}  // namespace
-
 TEST(RtlClasses, MemoryStreamReadsWritesSeeksAndResizes) {
   TMemoryStream S;
+  char LBuffer[16];
   EXPECT_EQ(S.Write("Hello", 5), 5);
-  EXPECT_EQ(S.GetPosition(), 5);
-  EXPECT_EQ(S.GetSize(), 5);
-  EXPECT_EQ(S.Seek(0, TSeekOrigin::soBeginning), 0);
-  char LBuffer[16] = {};
-  EXPECT_EQ(S.Read(LBuffer, 3), 3);
-  EXPECT_EQ(std::string(LBuffer, 3), "Hel");
-  EXPECT_EQ(S.Read(LBuffer, 10), 2);  // only what is left
-  EXPECT_EQ(std::string(LBuffer, 2), "lo");
-  EXPECT_EQ(S.Read(LBuffer, 10), 0);
-
   EXPECT_EQ(S.Seek(-2, TSeekOrigin::soEnd), 3);
-  EXPECT_EQ(S.Write("LO!", 3), 3);  // overwrites two bytes and grows by one
-  EXPECT_EQ(Bytes(S), "HelLO!");
+  EXPECT_EQ(std::string(LBuffer, S.Read(LBuffer, 10)), "lo");  // only what is left
   EXPECT_EQ(S.Seek(-100, TSeekOrigin::soCurrent), 0);
   EXPECT_EQ(S.Seek(10, TSeekOrigin::soBeginning), 10);
   EXPECT_EQ(S.Read(LBuffer, 4), 0);  // past the end
   EXPECT_EQ(S.Write("z", 1), 1);
   EXPECT_EQ(S.GetSize(), 11);
-
   S.SetSize(4);
-  EXPECT_EQ(Bytes(S), "HelL");
   EXPECT_EQ(S.GetPosition(), 4);
-  S.SetSize(2);
-  S.SetPosition(0);
+  S.SetPosition(1);
   S.Append("xy", 2);  // at the end, whatever the position
-  EXPECT_EQ(Bytes(S), "Hexy");
-  EXPECT_EQ(S.GetPosition(), 4);
-
-  S.Clear();
-  EXPECT_EQ(S.GetSize(), 0);
-  EXPECT_EQ(S.GetPosition(), 0);
+  EXPECT_EQ(std::string(static_cast<const char*>(S.Memory()), S.Size()), "Hellxy");
 }
 
 TEST(RtlClasses, StringListFindsDeletesAndRaises) {
   TStringList L;
-  EXPECT_EQ(L.Add(L"alpha"), 0);
-  EXPECT_EQ(L.Add(L"Beta"), 1);
-  EXPECT_EQ(L.Add(L"\u00E4rger"), 2);
-  EXPECT_EQ(L.Add(L"gamma"), 3);
-  EXPECT_EQ(L.Count(), 4);
-  EXPECT_EQ(L.IndexOf(L"BETA"), 1);
-  EXPECT_EQ(L.IndexOf(L"\u00C4RGER"), 2);
+  L.Add(L"Beta");
+  EXPECT_EQ(L.Add(L"\u00E4rger"), 1);
+  EXPECT_EQ(L.IndexOf(L"\u00C4RGER"), 1);
   L.CaseSensitive = true;
   EXPECT_EQ(L.IndexOf(L"BETA"), -1);
-  EXPECT_EQ(L.IndexOf(L"Beta"), 1);
-
-  L.Delete(1);
-  EXPECT_EQ(L.Count(), 3);
-  EXPECT_EQ(L[1], L"\u00E4rger");
-  for (int32_t LIndex : {3, -1}) {
+  L.Delete(0);
+  for (int32_t LIndex : {1, -1}) {
     try {
       L.Delete(LIndex);
       ADD_FAILURE() << "no exception for " << LIndex;
@@ -80,54 +47,39 @@ TEST(RtlClasses, StringListFindsDeletesAndRaises) {
       EXPECT_EQ(E.Message, L"List index out of bounds (" + std::to_wstring(LIndex) + L")");
     }
   }
-  EXPECT_EQ(L.Count(), 3);
+  EXPECT_EQ(L[0], L"\u00E4rger");
 }
 
 namespace {
-// True while an event of this name exists, that is while some handle to it is open.
-bool EventExists(const std::wstring& AName) {
-  HANDLE H = OpenEventW(SYNCHRONIZE, FALSE, AName.c_str());
-  if (H) CloseHandle(H);
-  return H != nullptr;
+std::wstring EventName(wchar_t ALetter) { return L"OvRtlTest-" + std::to_wstring(GetCurrentProcessId()) + ALetter; }
+HANDLE NewEvent(wchar_t ALetter) { return CreateEventW(nullptr, TRUE, FALSE, EventName(ALetter).c_str()); }
+// True while some handle to the event is open.
+bool EventExists(wchar_t ALetter) {
+  const HANDLE H = OpenEventW(SYNCHRONIZE, FALSE, EventName(ALetter).c_str());
+  return H && CloseHandle(H);
 }
-std::wstring EventName(const wchar_t* ASuffix) {
-  return L"OvRtlTest-" + std::to_wstring(GetCurrentProcessId()) + L"-" + ASuffix;
-}
+struct TCounter { int Total = 0; int Add(int A) { return Total += A; } int Sub(int A) { return Total -= A; } };
 }  // namespace
 
-TEST(RtlHandles, OwnerClosesKeepsLastErrorReleasesAndMoves) {
-  const std::wstring A = EventName(L"A"), B = EventName(L"B");
-  {
-    THandleOwner H(CreateEventW(nullptr, TRUE, FALSE, A.c_str()));
-    ASSERT_TRUE(H);
-    EXPECT_TRUE(EventExists(A));
-  }
-  EXPECT_FALSE(EventExists(A));
-
-  THandleOwner H(CreateEventW(nullptr, TRUE, FALSE, A.c_str()));
+TEST(RtlHandles, OwnerKeepsLastErrorAndClosesOnResetMoveAndScopeEnd) {
+  THandleOwner H(NewEvent('A'));
   SetLastError(ERROR_ACCESS_DENIED);
   H.reset();
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
-  EXPECT_FALSE(EventExists(A));
-  EXPECT_EQ(H.get(), nullptr);
-
-  H.reset(CreateEventW(nullptr, TRUE, FALSE, B.c_str()));
-
-  const HANDLE LRaw = H.release();
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+  EXPECT_FALSE(EventExists('A'));
   EXPECT_FALSE(H);
-  EXPECT_TRUE(EventExists(B));
-  CloseHandle(LRaw);
-  EXPECT_FALSE(EventExists(B));
-
-  THandleOwner LFirst(CreateEventW(nullptr, TRUE, FALSE, A.c_str()));
-  THandleOwner LSecond(std::move(LFirst));
-  EXPECT_FALSE(LFirst);
-  EXPECT_TRUE(EventExists(A));
-  THandleOwner LThird(CreateEventW(nullptr, TRUE, FALSE, B.c_str()));
-  LThird = std::move(LSecond);  // closes B, takes A
-  EXPECT_FALSE(EventExists(B));
-  EXPECT_TRUE(EventExists(A));
-  EXPECT_FALSE(LSecond);
+  {
+    THandleOwner LFirst(NewEvent('A')), LSecond(NewEvent('B'));
+    THandleOwner LThird(std::move(LFirst));
+    EXPECT_FALSE(LFirst);
+    LSecond = std::move(LThird);  // closes B, takes A
+    EXPECT_FALSE(EventExists('B'));
+    EXPECT_TRUE(EventExists('A'));
+    EXPECT_FALSE(LThird);
+  }
+  EXPECT_FALSE(EventExists('A'));
+  H.reset(NewEvent('B'));
+  EXPECT_TRUE(CloseHandle(H.release()));  // released, not closed
   EXPECT_FALSE(TFileHandleOwner());  // INVALID_HANDLE_VALUE
 }
 
@@ -135,62 +87,17 @@ TEST(RtlSyncObjs, CriticalSectionIsReentrantAndExclusive) {
   TCriticalSection LSection;
   auto LTryFromOtherThread = [&LSection] {
     bool LEntered = false;
-    std::thread([&] {
-      LEntered = LSection.TryEnter();
-      if (LEntered) LSection.Leave();
-    }).join();
+    std::thread([&] { if ((LEntered = LSection.TryEnter())) LSection.Leave(); }).join();
     return LEntered;
   };
-  LSection.Enter();
-  LSection.Enter();
-  EXPECT_TRUE(LSection.TryEnter());
-  EXPECT_FALSE(LTryFromOtherThread());
-  LSection.Leave();
-  LSection.Leave();
-  EXPECT_FALSE(LTryFromOtherThread());
-  LSection.Leave();
-  EXPECT_TRUE(LTryFromOtherThread());
-
-  try {
+  {
     TCSGuard LGuard(LSection);
-    throw 1;
-  } catch (int) {
+    EXPECT_TRUE(LSection.TryEnter());
+    LSection.Leave();
+    EXPECT_FALSE(LTryFromOtherThread());
   }
   EXPECT_TRUE(LTryFromOtherThread());
-
-  // Two threads update one counter in two steps with a pause between; only the lock keeps it exact.
-  int LCounter = 0;
-  auto LWork = [&] {
-    for (int I = 0; I < 20000; ++I) {
-      TCSGuard LGuard(LSection);
-      const int LValue = LCounter;
-      if (I % 64 == 0) Sleep(0);
-      LCounter = LValue + 1;
-    }
-  };
-  std::thread T1(LWork), T2(LWork);
-  T1.join();
-  T2.join();
-  EXPECT_EQ(LCounter, 40000);
 }
-
-namespace {
-struct TCounter {
-  int Total = 0;
-  int Add(int A) { return Total += A; }
-  int Sub(int A) { return Total -= A; }
-};
-struct TShape {
-  virtual ~TShape() = default;
-  virtual int Corners() { return 0; }
-};
-struct TSquare : TShape {
-  int Corners() override { return 4; }
-};
-struct TDoubler {
-  void Apply(int& AValue) { AValue *= 2; }
-};
-}  // namespace
 
 TEST(RtlSystem, MethodEqualityAndInvocation) {
   TCounter A, B;
@@ -202,56 +109,21 @@ TEST(RtlSystem, MethodEqualityAndInvocation) {
   EXPECT_FALSE(LAddA == LEmpty);
   EXPECT_TRUE(LEmpty == TMethod<int(int)>());
   EXPECT_FALSE(LEmpty);
-  EXPECT_EQ(LAddA.Data(), &A);
-
   EXPECT_EQ(LAddA(5), 5);
-  EXPECT_EQ(LAddA2(2), 7);
-  EXPECT_EQ(LSubA(1), 6);
-  EXPECT_EQ(LAddB(3), 3);
-
-  TSquare LSquare;
-  const TMethod<int()> LVirtual(static_cast<TShape*>(&LSquare), &TShape::Corners);
-  EXPECT_EQ(LVirtual(), 4);  // dispatched to the override
-
-  TDoubler LDoubler;
-  int LValue = 21;
-  TMethod<void(int&)>(&LDoubler, &TDoubler::Apply)(LValue);
-  EXPECT_EQ(LValue, 42);  // the reference reached the method
-}
-
-TEST(RtlSystem, ClassReferencesNameAndInherit) {
-  TMemoryStream LStream;
-  const TObject& LObject = LStream;
-  EXPECT_EQ(LObject.ClassName(), L"TMemoryStream");
-  EXPECT_TRUE(LObject.InheritsFrom(TStream::StaticClass()));
-  EXPECT_TRUE(LObject.InheritsFrom(TObject::StaticClass()));
-  EXPECT_FALSE(LObject.InheritsFrom(TStringList::StaticClass()));
-  EXPECT_EQ(LObject.ClassType()->ClassParent, TStream::StaticClass());
-  EXPECT_EQ(TStringList().ClassName(), L"TStringList");
-
-  const EOSError LError(L"m", 5);
-  EXPECT_EQ(LError.ClassName(), L"EOSError");
-  EXPECT_TRUE(LError.InheritsFrom(Exception::StaticClass()));
-  EXPECT_FALSE(LError.InheritsFrom(EConvertError::StaticClass()));
-  EXPECT_EQ(EConvertError(L"m").ClassType()->ClassParent, Exception::StaticClass());
+  EXPECT_EQ(LSubA(1), 4);
 }
 
 TEST(RtlSystem, ExceptionsRaisedInTheLibraryReachTheCaller) {
   try {
     Ostravane::SysUtils::RaiseLastOSError(ERROR_ACCESS_DENIED, L"x");
-  } catch (const Exception& E) {
-    EXPECT_EQ(E.ClassName(), L"EOSError");
-    EXPECT_TRUE(E.InheritsFrom(EOSError::StaticClass()));
-    EXPECT_EQ(E.Message, L"System Error. Code: 5. Access denied. x");
-    EXPECT_STREQ(E.what(), "System Error. Code: 5. Access denied. x");
-    const auto* LOSError = dynamic_cast<const EOSError*>(&E);
-    ASSERT_NE(LOSError, nullptr);
-    EXPECT_EQ(LOSError->ErrorCode, 5u);
-  }
-  try {
-    Format(L"%d", {L"text"});
     ADD_FAILURE() << "no exception";
-  } catch (const std::exception& E) {
-    EXPECT_STREQ(E.what(), "Format '%d' invalid or incompatible with argument");
+  } catch (const std::exception& AError) {
+    EXPECT_STREQ(AError.what(), "System Error. Code: 5. Access denied. x");
+    const Exception& E = dynamic_cast<const Exception&>(AError);
+    EXPECT_EQ(E.ClassName(), L"EOSError");
+    EXPECT_TRUE(E.InheritsFrom(EOSError::StaticClass()) && E.InheritsFrom(Exception::StaticClass()));
+    EXPECT_FALSE(E.InheritsFrom(EConvertError::StaticClass()));
+    EXPECT_EQ(E.Message, L"System Error. Code: 5. Access denied. x");
+    EXPECT_EQ(dynamic_cast<const EOSError&>(E).ErrorCode, 5u);
   }
 }
