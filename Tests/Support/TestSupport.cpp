@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include <tlhelp32.h>
+
 #include "Ostravane.Rtl.Handles.h"
 
 namespace OvTest {
@@ -78,6 +80,17 @@ size_t CountProcessHandles() {
   size_t LCount = 0;
   for (ULONG I = 0; I < LInfo->Count; ++I)
     if (LInfo->Handles[I].OwnerPid == LPid) ++LCount;
+  return LCount;
+}
+
+size_t CountProcessThreads() {
+  TFileHandleOwner LSnapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+  if (!LSnapshot) throw std::runtime_error("CreateToolhelp32Snapshot failed");
+  THREADENTRY32 LEntry{};
+  LEntry.dwSize = sizeof(LEntry);
+  size_t LCount = 0;
+  for (BOOL LMore = Thread32First(LSnapshot.get(), &LEntry); LMore; LMore = Thread32Next(LSnapshot.get(), &LEntry))
+    if (LEntry.th32OwnerProcessID == GetCurrentProcessId()) ++LCount;
   return LCount;
 }
 

@@ -28,6 +28,8 @@ void DeleteTree(const std::wstring& APath);
 // Handles the process holds now. Wine's GetProcessHandleCount always answers 0, so this reads the
 // system's handle table (NtQuerySystemInformation, class 16) and keeps this process's entries.
 size_t CountProcessHandles();
+// Threads of the process now (a tool-help snapshot).
+size_t CountProcessThreads();
 
 // The folder of the running test program, with a trailing backslash: the helper programs and the
 // library lie there too.
