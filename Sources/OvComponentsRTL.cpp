@@ -4,6 +4,11 @@
 #include <iterator>
 
 #include "Ostravane.Debug.LogFile.h"
+#include "Ostravane.Project.EventNotifier.h"
+#include "Ostravane.Winapi.Messages.h"
+#include "Ostravane.Rtl.Classes.h"
+#include "Ostravane.System.Thread.h"
+#include "Ostravane.System.Timer.h"
 
 namespace Ostravane {
 
@@ -13,11 +18,19 @@ namespace {
 
 // Every unit stands behind the units that it uses; stop runs the table backward.
 const TPackageUnitEntry C_UNITS[] = {
+    {L"Ostravane.Rtl.Classes", &Rtl::InitThreadSynchronization, &Rtl::DoneThreadSynchronization,
+     L"the loading thread serves Synchronize", L"synchronisation ends"},
     {L"Ostravane.Debug.Common", nullptr, nullptr, L"constants are there", L"nothing to clear"},
     {L"Ostravane.System.SysUtils", nullptr, nullptr, L"nothing", L"nothing"},
     {L"Ostravane.Debug.LogFile", &TDebugLogFile::Init, &TDebugLogFile::Done, L"TDebugLogFile.Init",
      L"TDebugLogFile.Done, clears the log folder"},
     {L"Ostravane.Debug.Log", nullptr, nullptr, L"nothing", L"nothing"},
+    {L"Ostravane.Winapi.Messages", &ExtMessages::Init, &ExtMessages::Done, L"ExtMessages.Init", L"clears its names"},
+    {L"Ostravane.System.Thread", &TThread::Init, &TThread::Done, L"TThread.Init", L"TThread.Done"},
+    {L"Ostravane.System.HighClock", nullptr, nullptr, L"nothing", L"nothing"},
+    {L"Ostravane.System.Timer", &Timer::Init, &Timer::Done, L"Timer.Init", L"Timer.Done"},
+    {L"Ostravane.Project.EventNotifier", &EventNotifier::Init, &EventNotifier::Done, L"EventNotifier.Init",
+     L"EventNotifier.Done, frees the hidden window"},
 };
 constexpr int32_t C_UNIT_COUNT = static_cast<int32_t>(std::size(C_UNITS));
 

@@ -55,10 +55,10 @@ void CommandUnits(const std::vector<std::wstring>&) {
   const TPackageInfoTable* LTable = GetPackageInfoTable();
   Print(L"Unit table of OvComponentsRTL (" + std::to_wstring(LTable->UnitCount) +
         L" units; started in this order, stopped in the reverse):");
-  Print(L"  #   " + Pad(L"unit", 34) + Pad(L"start step", 24) + L"stop step");
+  Print(L"  #   " + Pad(L"unit", 34) + Pad(L"start step", 40) + L"stop step");
   for (int32_t I = 0; I < LTable->UnitCount; ++I) {
     const TPackageUnitEntry& LUnit = LTable->UnitInfo[I];
-    Print(L"  " + Pad(std::to_wstring(I + 1), 4) + Pad(LUnit.UnitName, 34) + Pad(LUnit.StartText, 24) + LUnit.StopText);
+    Print(L"  " + Pad(std::to_wstring(I + 1), 4) + Pad(LUnit.UnitName, 34) + Pad(LUnit.StartText, 40) + LUnit.StopText);
   }
   const size_t LBefore = PackageFrame::Events().size();
   {

@@ -149,6 +149,10 @@ UnicodeString TCustomDebugLog::VarRecToStr(const TVarRec& V) {
   }
 }
 
+UnicodeString TCustomDebugLog::ExecutableLogName() { return ChangeFileExt(ExtractFileName(GetModuleName(nullptr)), L""); }
+
+UnicodeString TCustomDebugLog::LibraryModuleName() { return ExtractFileName(GetModuleName(HInstance())); }
+
 UnicodeString TCustomDebugLog::JoinValues(TVarRecList AValues) const {
   UnicodeString LResult;
   for (const TVarRec& V : AValues) {

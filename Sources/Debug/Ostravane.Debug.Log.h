@@ -61,6 +61,10 @@ class OVRTL_API TCustomDebugLog : public Rtl::TObject {
 
   // The text of one element of a value list.
   static UnicodeString VarRecToStr(const Rtl::TVarRec& AValue);
+  // The names a unit's log takes: the running executable's file name without extension as the log
+  // name (one file a process), this library's file name as the module column.
+  static UnicodeString ExecutableLogName();
+  static UnicodeString LibraryModuleName();
 
  protected:
   int32_t FileLevel() const noexcept { return FDebugLogFile ? FDebugLogFile->GetLogLevel() : 0; }

@@ -1,10 +1,15 @@
-// Byte streams and string lists.
+// Byte streams, string lists, and the thread base with its synchronisation.
 #include "Ostravane.Rtl.Classes.h"
+
+#include <process.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <new>
 
+#include "Ostravane.Rtl.Handles.h"
+#include "Ostravane.Rtl.SyncObjs.h"
 #include "Ostravane.Rtl.SysUtils.h"
 
 namespace Ostravane::Rtl {
@@ -85,6 +90,266 @@ int32_t TStringList::IndexOf(const UnicodeString& S) const {
   for (int32_t I = 0; I < Count(); ++I)
     if (CaseSensitive ? FItems[I] == S : SameText(FItems[I], S)) return I;
   return -1;
+}
+
+}  // namespace Ostravane::Rtl
+
+// ---- Threads ------------------------------------------------------------------------------------
+
+namespace Ostravane::Rtl {
+
+OV_IMPLEMENT_CLASS(TThread, &TObject::ClassRecord)
+
+namespace {
+
+// A call waiting for the loading thread. A synchronous one has the event its caller waits on.
+struct TSyncItem {
+  TThread* Thread = nullptr;
+  TThreadMethod Method;
+  TThreadProcedure Proc;
+  HANDLE Done = nullptr;
+  std::exception_ptr Error;
+
+  void Run() const {
+    if (Method) Method();
+    else if (Proc) Proc();
+  }
+};
+
+TCriticalSection GSyncLock;
+std::vector<std::shared_ptr<TSyncItem>> GSyncList;
+std::atomic<DWORD> GMainThreadID{0};
+HANDLE GSyncEvent = nullptr;  // manual reset: set while calls wait
+HWND GSyncWindow = nullptr;
+constexpr UINT C_WM_SYNC = WM_APP + 0x51;
+constexpr wchar_t C_SYNC_WINDOW_CLASS[] = L"OstravaneSyncWindow";
+thread_local TThread* GCurrentThread = nullptr;
+
+LRESULT CALLBACK SyncWindowProc(HWND AWnd, UINT AMsg, WPARAM AWParam, LPARAM ALParam) {
+  if (AMsg != C_WM_SYNC) return DefWindowProcW(AWnd, AMsg, AWParam, ALParam);
+  try {
+    CheckSynchronize(0);
+  } catch (const std::exception& E) {
+    // A queued call's exception can't unwind through the message loop: it is shown instead.
+    ShowException(E, reinterpret_cast<const void*>(&SyncWindowProc));
+  } catch (...) {
+  }
+  return 0;
+}
+
+bool OnLoadingThread() noexcept { return GetCurrentThreadId() == GMainThreadID.load(); }
+
+void Enqueue(const std::shared_ptr<TSyncItem>& AItem) {
+  {
+    TCSGuard LGuard(GSyncLock);
+    GSyncList.push_back(AItem);
+    SetEvent(GSyncEvent);
+  }
+  PostMessageW(GSyncWindow, C_WM_SYNC, 0, 0);
+}
+
+// Without a loading thread (the library not started) there is nobody to hand the call to.
+bool CanHandOver() noexcept { return GMainThreadID.load() != 0 && !OnLoadingThread(); }
+
+void SynchronizeItem(const std::shared_ptr<TSyncItem>& AItem) {
+  if (!CanHandOver()) {
+    AItem->Run();
+    return;
+  }
+  THandleOwner LDone(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  if (!LDone) throw EThread(L"Can't create an event for Synchronize: " + SysErrorMessage(GetLastError()));
+  AItem->Done = LDone.get();
+  Enqueue(AItem);
+  WaitForSingleObject(LDone.get(), INFINITE);
+  if (AItem->Error) std::rethrow_exception(AItem->Error);
+}
+
+void QueueItem(const std::shared_ptr<TSyncItem>& AItem) {
+  if (!CanHandOver()) AItem->Run();
+  else Enqueue(AItem);
+}
+
+template <typename TMatch>
+void RemoveQueued(TMatch AMatch) {
+  TCSGuard LGuard(GSyncLock);
+  std::erase_if(GSyncList, [&](const std::shared_ptr<TSyncItem>& I) { return !I->Done && AMatch(*I); });
+}
+
+}  // namespace
+
+uint32_t MainThreadID() noexcept { return GMainThreadID.load(); }
+
+HANDLE SyncEvent() noexcept { return GSyncEvent; }
+
+void InitThreadSynchronization() {
+  GMainThreadID = GetCurrentThreadId();
+  GSyncEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  WNDCLASSW LClass{};
+  if (!GetClassInfoW(HInstance(), C_SYNC_WINDOW_CLASS, &LClass)) {
+    LClass.lpfnWndProc = &SyncWindowProc;
+    LClass.hInstance = HInstance();
+    LClass.lpszClassName = C_SYNC_WINDOW_CLASS;
+    RegisterClassW(&LClass);
+  }
+  // Message-only: it only has to be reached by PostMessageW, never by a broadcast.
+  GSyncWindow = CreateWindowExW(0, C_SYNC_WINDOW_CLASS, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, HInstance(), nullptr);
+  if (!GSyncEvent || !GSyncWindow) throw EThread(L"Can't set up thread synchronisation: " + SysErrorMessage(GetLastError()));
+}
+
+void DoneThreadSynchronization() {
+  if (GSyncWindow) DestroyWindow(GSyncWindow);
+  GSyncWindow = nullptr;
+  {
+    TCSGuard LGuard(GSyncLock);
+    GSyncList.clear();
+  }
+  if (GSyncEvent) CloseHandle(GSyncEvent);
+  GSyncEvent = nullptr;
+  GMainThreadID = 0;
+}
+
+bool CheckSynchronize(uint32_t ATimeout) {
+  if (!OnLoadingThread())
+    throw EThread(Format(L"CheckSynchronize called from thread $%x, which is NOT the main thread", {GetCurrentThreadId()}));
+  if (!GSyncEvent || WaitForSingleObject(GSyncEvent, ATimeout) != WAIT_OBJECT_0) return false;
+  std::vector<std::shared_ptr<TSyncItem>> LItems;
+  {
+    TCSGuard LGuard(GSyncLock);
+    ResetEvent(GSyncEvent);
+    LItems.swap(GSyncList);
+  }
+  std::exception_ptr LFirstError;
+  for (const std::shared_ptr<TSyncItem>& LItem : LItems) {
+    try {
+      LItem->Run();
+    } catch (...) {
+      // A synchronous call's exception goes back to its caller; a queued one's comes out here,
+      // after the other calls have run.
+      if (LItem->Done) LItem->Error = std::current_exception();
+      else if (!LFirstError) LFirstError = std::current_exception();
+    }
+    if (LItem->Done) SetEvent(LItem->Done);
+  }
+  if (LFirstError) std::rethrow_exception(LFirstError);
+  return !LItems.empty();
+}
+
+TThread::TThread() {
+  unsigned LThreadID = 0;
+  FHandle = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &ThreadProc, this, CREATE_SUSPENDED, &LThreadID));
+  if (!FHandle) throw EThread(L"Thread creation error: " + SysErrorMessage(GetLastError()));
+  FThreadID = LThreadID;
+}
+
+TThread::~TThread() {
+  if (FHandle) CloseHandle(FHandle);
+}
+
+void TThread::operator delete(TThread* AThread, std::destroying_delete_t) {
+  try {
+    AThread->StopAndWait();
+  } catch (...) {
+  }
+  void* LMostDerived = dynamic_cast<void*>(AThread);
+  AThread->~TThread();
+  ::operator delete(LMostDerived);
+}
+
+unsigned __stdcall TThread::ThreadProc(void* AParameter) {
+  auto* LThread = static_cast<TThread*>(AParameter);
+  GCurrentThread = LThread;
+  if (!LThread->Terminated()) {
+    try {
+      LThread->Execute();
+    } catch (...) {
+      // An Execute that lets an exception out ends its thread; the derived class keeps what it wants.
+    }
+  }
+  const unsigned LResult = static_cast<unsigned>(LThread->FReturnValue);
+  const bool LFree = LThread->FFreeOnTerminate;
+  LThread->FFinished = true;
+  if (LFree) delete LThread;
+  return LResult;
+}
+
+void TThread::Start() {
+  if (FSuspended.exchange(false)) ResumeThread(FHandle);
+}
+
+void TThread::Terminate() {
+  FTerminated = true;
+  TerminatedSet();
+}
+
+uint32_t TThread::WaitFor() {
+  if (OnLoadingThread() && GSyncEvent) {
+    const HANDLE LObjects[2] = {FHandle, GSyncEvent};
+    for (DWORD LResult = 0;;) {
+      if (LResult == WAIT_OBJECT_0 + 2) {
+        MSG LMsg;
+        PeekMessageW(&LMsg, nullptr, 0, 0, PM_NOREMOVE);  // serves messages sent to this thread
+      }
+      LResult = MsgWaitForMultipleObjects(2, LObjects, FALSE, 1000, QS_SENDMESSAGE);
+      if (LResult == WAIT_OBJECT_0) break;
+      if (LResult == WAIT_FAILED) throw EThread(L"Thread error: " + SysErrorMessage(GetLastError()));
+      if (LResult == WAIT_OBJECT_0 + 1) CheckSynchronize(0);
+    }
+  } else if (WaitForSingleObject(FHandle, INFINITE) == WAIT_FAILED) {
+    throw EThread(L"Thread error: " + SysErrorMessage(GetLastError()));
+  }
+  DWORD LCode = 0;
+  GetExitCodeThread(FHandle, &LCode);
+  return LCode;
+}
+
+void TThread::StopAndWait() {
+  if (!FHandle || GetCurrentThreadId() == FThreadID) return;
+  if (FFinished.load() && WaitForSingleObject(FHandle, 0) == WAIT_OBJECT_0) return;
+  Terminate();
+  Start();
+  WaitFor();
+}
+
+TThread* TThread::CurrentThread() noexcept { return GCurrentThread; }
+
+void TThread::Synchronize(TThread* AThread, TThreadMethod AMethod) {
+  auto LItem = std::make_shared<TSyncItem>();
+  LItem->Thread = AThread;
+  LItem->Method = AMethod;
+  SynchronizeItem(LItem);
+}
+
+void TThread::Synchronize(TThread* AThread, TThreadProcedure AProc) {
+  auto LItem = std::make_shared<TSyncItem>();
+  LItem->Thread = AThread;
+  LItem->Proc = std::move(AProc);
+  SynchronizeItem(LItem);
+}
+
+void TThread::Queue(TThread* AThread, TThreadMethod AMethod) {
+  auto LItem = std::make_shared<TSyncItem>();
+  LItem->Thread = AThread;
+  LItem->Method = AMethod;
+  QueueItem(LItem);
+}
+
+void TThread::Queue(TThread* AThread, TThreadProcedure AProc) {
+  auto LItem = std::make_shared<TSyncItem>();
+  LItem->Thread = AThread;
+  LItem->Proc = std::move(AProc);
+  QueueItem(LItem);
+}
+
+void TThread::RemoveQueuedEvents(TThread* AThread, TThreadMethod AMethod) {
+  RemoveQueued([&](const TSyncItem& I) { return I.Thread == AThread && I.Method && I.Method == AMethod; });
+}
+
+void TThread::RemoveQueuedEvents(TThread* AThread) {
+  RemoveQueued([&](const TSyncItem& I) { return I.Thread == AThread; });
+}
+
+void TThread::RemoveQueuedEvents(TThreadMethod AMethod) {
+  RemoveQueued([&](const TSyncItem& I) { return I.Method && I.Method == AMethod; });
 }
 
 }  // namespace Ostravane::Rtl

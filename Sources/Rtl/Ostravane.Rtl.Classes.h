@@ -1,5 +1,9 @@
-// The runtime's containers the library calls: byte streams and string lists.
+// The runtime's classes the library calls: byte streams, string lists, and the thread base with
+// its synchronisation with the loading thread.
 #pragma once
+#include <atomic>
+#include <functional>
+#include <new>
 #include <vector>
 
 #include "Ostravane.Rtl.System.h"
@@ -74,5 +78,88 @@ class OVRTL_API TStringList : public TObject {
  private:
   std::vector<UnicodeString> FItems;
 };
+
+// ---- Threads ------------------------------------------------------------------------------------
+
+using TThreadMethod = TMethod<void()>;
+using TThreadProcedure = std::function<void()>;
+
+// An operating-system thread behind an object. It is made suspended, so that it can't run before the
+// object is complete: Start runs it. Deleting the object (always made with new) terminates the
+// thread, starts it if it never ran, and waits for it, while the whole object still exists; from
+// the thread itself it only lets go.
+//
+// Synchronize and Queue hand work to the loading thread, the one that started the library. It
+// serves them from its message loop (a plain GetMessageW/DispatchMessageW loop will do) and from
+// WaitFor.
+class OVRTL_API TThread : public TObject {
+  OV_OBJECT_CLASS
+ public:
+  TThread();
+  ~TThread() override;
+  TThread(const TThread&) = delete;
+  TThread& operator=(const TThread&) = delete;
+  void operator delete(TThread* AThread, std::destroying_delete_t);
+
+  void Start();
+  void Terminate();
+  // The thread's exit code once it has ended. On the loading thread, Synchronize and Queue calls
+  // are served meanwhile. Raises EThread when the wait fails.
+  uint32_t WaitFor();
+
+  HANDLE Handle() const noexcept { return FHandle; }
+  uint32_t ThreadID() const noexcept { return FThreadID; }
+  bool Terminated() const noexcept { return FTerminated.load(); }
+  bool Suspended() const noexcept { return FSuspended.load(); }
+  bool Finished() const noexcept { return FFinished.load(); }
+  bool GetFreeOnTerminate() const noexcept { return FFreeOnTerminate.load(); }
+  void SetFreeOnTerminate(bool AValue) noexcept { FFreeOnTerminate = AValue; }
+  int32_t GetReturnValue() const noexcept { return FReturnValue; }
+  void SetReturnValue(int32_t AValue) noexcept { FReturnValue = AValue; }
+
+  // The TThread object of the calling thread; nullptr for a thread made otherwise.
+  static TThread* CurrentThread() noexcept;
+
+  // Runs AMethod on the loading thread and waits for it; its exception comes back here. Called on
+  // the loading thread, it runs at once.
+  static void Synchronize(TThread* AThread, TThreadMethod AMethod);
+  static void Synchronize(TThread* AThread, TThreadProcedure AProc);
+  // Runs AMethod on the loading thread later, without waiting. On the loading thread it runs at once.
+  static void Queue(TThread* AThread, TThreadMethod AMethod);
+  static void Queue(TThread* AThread, TThreadProcedure AProc);
+  // Takes queued, not yet run calls away: of a thread and a method, of a thread, or of a method.
+  static void RemoveQueuedEvents(TThread* AThread, TThreadMethod AMethod);
+  static void RemoveQueuedEvents(TThread* AThread);
+  static void RemoveQueuedEvents(TThreadMethod AMethod);
+
+ protected:
+  virtual void Execute() = 0;
+  // Called by Terminate; a thread that sleeps on an object of its own wakes it here.
+  virtual void TerminatedSet() {}
+
+ private:
+  static unsigned __stdcall ThreadProc(void* AParameter);
+  // Terminates, starts a thread that never ran, and waits: the first step of every end.
+  void StopAndWait();
+
+  HANDLE FHandle = nullptr;
+  uint32_t FThreadID = 0;
+  std::atomic<bool> FTerminated{false};
+  std::atomic<bool> FSuspended{true};
+  std::atomic<bool> FFinished{false};
+  std::atomic<bool> FFreeOnTerminate{false};
+  int32_t FReturnValue = 0;
+};
+
+// The loading thread, and the event that is set when work waits for it.
+OVRTL_API uint32_t MainThreadID() noexcept;
+OVRTL_API HANDLE SyncEvent() noexcept;
+// Runs the Synchronize and Queue calls that wait, after waiting up to ATimeout ms for one to come;
+// true when one ran. Only the loading thread may call it (EThread otherwise).
+OVRTL_API bool CheckSynchronize(uint32_t ATimeout = 0);
+// Start and stop of the synchronisation: the calling thread becomes the loading thread, and a
+// message-only window of its own wakes its message loop when work waits.
+OVRTL_API void InitThreadSynchronization();
+OVRTL_API void DoneThreadSynchronization();
 
 }  // namespace Ostravane::Rtl

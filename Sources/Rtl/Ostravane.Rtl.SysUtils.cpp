@@ -3,6 +3,7 @@
 
 #include <oleauto.h>
 
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cwctype>
@@ -17,6 +18,29 @@ OV_IMPLEMENT_CLASS(Exception, &TObject::ClassRecord)
 OV_IMPLEMENT_CLASS(EOSError, &Exception::ClassRecord)
 OV_IMPLEMENT_CLASS(EConvertError, &Exception::ClassRecord)
 OV_IMPLEMENT_CLASS(EInvalidCast, &Exception::ClassRecord)
+OV_IMPLEMENT_CLASS(EThread, &Exception::ClassRecord)
+OV_IMPLEMENT_CLASS(EAbort, &Exception::ClassRecord)
+
+void Abort() { throw EAbort(L"Operation aborted"); }
+
+namespace {
+std::atomic<TShowExceptionHook> GShowExceptionHook{nullptr};
+}
+
+TShowExceptionHook SetShowExceptionHook(TShowExceptionHook AHook) noexcept { return GShowExceptionHook.exchange(AHook); }
+
+void ShowException(const std::exception& AException, const void* AAddress) {
+  try {
+    const auto* LException = dynamic_cast<const Exception*>(&AException);
+    const UnicodeString LText =
+        L"Exception " + (LException ? LException->ClassName() : UnicodeString(L"std::exception")) + L" at " +
+        IntToHex(reinterpret_cast<uintptr_t>(AAddress), 8) + L": " +
+        (LException ? LException->Message : UTF8ToString(AException.what())) + L".";
+    OutputDebugStringW(LText.c_str());
+  } catch (...) {
+  }
+  if (const TShowExceptionHook LHook = GShowExceptionHook.load()) LHook(AException, AAddress);
+}
 
 Exception::Exception(UnicodeString AMessage) : Message(std::move(AMessage)), FWhat(UTF8Encode(Message)) {}
 

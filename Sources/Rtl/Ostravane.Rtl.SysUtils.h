@@ -47,6 +47,18 @@ class OVRTL_API EOSError : public Exception {
 
 OV_DECLARE_EXCEPTION(EConvertError, Exception)
 OV_DECLARE_EXCEPTION(EInvalidCast, Exception)
+OV_DECLARE_EXCEPTION(EThread, Exception)
+// The silent exception: it ends an operation without being shown.
+OV_DECLARE_EXCEPTION(EAbort, Exception)
+
+// Raises the silent EAbort.
+[[noreturn]] OVRTL_API void Abort();
+
+// Shows an exception that nobody caught: never a message box. The text goes to a debugger and to
+// the hook the host set, if any.
+using TShowExceptionHook = void (*)(const std::exception& AException, const void* AAddress);
+OVRTL_API void ShowException(const std::exception& AException, const void* AAddress);
+OVRTL_API TShowExceptionHook SetShowExceptionHook(TShowExceptionHook AHook) noexcept;
 
 // ---- Mixed value lists ------------------------------------------------------------------------
 

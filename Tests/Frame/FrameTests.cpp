@@ -2,6 +2,8 @@
 // program's main doesn't start the library; the tests do.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "Ostravane.Debug.LogFile.h"
 #include "OvComponentsRTL.h"
 
@@ -20,10 +22,16 @@ std::vector<std::wstring> Steps(size_t AFrom) {
 
 TEST(FrameTest, EachUnitStartsOnceAndTheLastFinalizeStopsInReverse) {
   const TPackageInfoTable* LTable = GetPackageInfoTable();
-  ASSERT_GE(LTable->UnitCount, 4);
-  EXPECT_STREQ(LTable->UnitInfo[0].UnitName, L"Ostravane.Debug.Common");
-  EXPECT_EQ(LTable->UnitInfo[2].Init, &TDebugLogFile::Init);
-  EXPECT_EQ(LTable->UnitInfo[2].FInit, &TDebugLogFile::Done);
+  std::vector<std::wstring> LNames;
+  for (int32_t I = 0; I < LTable->UnitCount; ++I) LNames.push_back(LTable->UnitInfo[I].UnitName);
+  // Each unit stands behind the units it uses.
+  auto Position = [&](const wchar_t* AName) { return std::find(LNames.begin(), LNames.end(), AName) - LNames.begin(); };
+  EXPECT_EQ(Position(L"Ostravane.Rtl.Classes"), 0);
+  EXPECT_LT(Position(L"Ostravane.Debug.Common"), Position(L"Ostravane.Debug.LogFile"));
+  EXPECT_LT(Position(L"Ostravane.Debug.LogFile"), Position(L"Ostravane.System.Thread"));
+  const TPackageUnitEntry& LLogFile = LTable->UnitInfo[Position(L"Ostravane.Debug.LogFile")];
+  EXPECT_EQ(LLogFile.Init, &TDebugLogFile::Init);
+  EXPECT_EQ(LLogFile.FInit, &TDebugLogFile::Done);
 
   const size_t LStart = PackageFrame::Events().size();
   EXPECT_EQ(TDebugLogFile::GetLogInstance(L"Frame"), nullptr) << "the log registry exists before the start";

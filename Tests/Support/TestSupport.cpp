@@ -6,6 +6,7 @@
 
 #include <tlhelp32.h>
 
+#include "Ostravane.Debug.Log.h"
 #include "Ostravane.Rtl.Handles.h"
 
 namespace OvTest {
@@ -48,6 +49,59 @@ void DeleteTree(const std::wstring& APath) {
   }
   LFind.reset();
   RemoveDirectoryW(LDir.c_str());
+}
+
+namespace {
+// The log folder of a process whose tests didn't set one: removed when the process ends.
+const std::wstring& ProcessLogFolder() {
+  static const TTempDir LFolder;
+  return LFolder.Path();
+}
+
+size_t FileSizeOf(const std::wstring& AFileName) {
+  WIN32_FILE_ATTRIBUTE_DATA LData;
+  if (!GetFileAttributesExW(AFileName.c_str(), GetFileExInfoStandard, &LData)) return 0;
+  return LData.nFileSizeLow;
+}
+}  // namespace
+
+TLogCapture::TLogCapture() {
+  using Ostravane::TDebugLogFile;
+  const std::wstring LName = Ostravane::TCustomDebugLog::ExecutableLogName();
+  TDebugLogFile* LLog = TDebugLogFile::GetLogInstance(LName);
+  if (!LLog) throw std::runtime_error("the library isn't started");
+  FLog = LLog;
+  if (TDebugLogFile::GetLogPath().empty()) TDebugLogFile::SetLogPath(ProcessLogFolder());
+  FOldLevel = LLog->GetLogLevel();
+  FOldDirectWrite = LLog->GetDirectWrite();
+  LLog->SetLogLevel(0x7fffffff);
+  LLog->SetDirectWrite(TRUE);
+  LLog->WriteLog(1, L"", L"-- capture --", nullptr);  // flushes what waited and opens the file
+  FFileName = TDebugLogFile::GetLogPath() + LName + L".log";
+  FStart = FileSizeOf(FFileName);
+}
+
+TLogCapture::~TLogCapture() {
+  auto* LLog = static_cast<Ostravane::TDebugLogFile*>(FLog);
+  LLog->SetLogLevel(FOldLevel);
+  LLog->SetDirectWrite(FOldDirectWrite);
+  Ostravane::TDebugLogFile::FreeLogInstance(LLog);
+}
+
+std::vector<std::wstring> TLogCapture::NewLines() const {
+  const std::vector<unsigned char> LBytes = ReadFileBytes(FFileName);
+  if (LBytes.size() <= FStart) return {};
+  std::wstring LText((LBytes.size() - FStart) / 2, L'\0');
+  std::memcpy(LText.data(), LBytes.data() + FStart, LText.size() * 2);
+  std::vector<std::wstring> LLines;
+  for (const std::wstring& L : SplitLines(LText)) LLines.push_back(L.size() > 24 ? L.substr(24) : L);
+  return LLines;
+}
+
+bool TLogCapture::Logged(const std::wstring& AText) const {
+  for (const std::wstring& L : NewLines())
+    if (L.find(AText) != std::wstring::npos) return true;
+  return false;
 }
 
 size_t CountProcessHandles() {

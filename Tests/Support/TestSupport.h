@@ -25,6 +25,27 @@ class TTempDir {
 
 void DeleteTree(const std::wstring& APath);
 
+// Raises the process's shared log to the maximum, with direct writes, for its lifetime, into the log
+// folder already set or else a folder of this process; NewLines tells what was logged meanwhile.
+class TLogCapture {
+ public:
+  TLogCapture();
+  ~TLogCapture();
+  TLogCapture(const TLogCapture&) = delete;
+  TLogCapture& operator=(const TLogCapture&) = delete;
+  // The lines written since the capture began, without their date column.
+  std::vector<std::wstring> NewLines() const;
+  // True when some new line contains AText.
+  bool Logged(const std::wstring& AText) const;
+
+ private:
+  void* FLog;
+  int32_t FOldLevel;
+  BOOL FOldDirectWrite;
+  std::wstring FFileName;
+  size_t FStart;
+};
+
 // Handles the process holds now. Wine's GetProcessHandleCount always answers 0, so this reads the
 // system's handle table (NtQuerySystemInformation, class 16) and keeps this process's entries.
 size_t CountProcessHandles();
