@@ -53,13 +53,26 @@ constexpr int C_PRIORITIES[] = {THREAD_PRIORITY_IDLE,         THREAD_PRIORITY_LO
 // signal between runs.
 class TThread::TInternalThread : public Rtl::TThread {
  public:
-  TInternalThread() : FResumeEvent(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
-    if (!FResumeEvent) SysUtils::RaiseLastOSError();
+  TInternalThread()
+      : FResumeEvent(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+        FDoneSemaphore(CreateSemaphoreW(nullptr, 0, 0x7FFFFFFF, nullptr)) {
+    if (!FResumeEvent || !FDoneSemaphore) {
+      const DWORD LError = GetLastError();
+      if (FResumeEvent) CloseHandle(FResumeEvent);
+      if (FDoneSemaphore) CloseHandle(FDoneSemaphore);
+      SysUtils::RaiseLastOSError(static_cast<int32_t>(LError), L"");
+    }
     Start();
   }
-  ~TInternalThread() override { CloseHandle(FResumeEvent); }
+  ~TInternalThread() override {
+    CloseHandle(FResumeEvent);
+    CloseHandle(FDoneSemaphore);
+  }
 
-  HANDLE FResumeEvent;
+  HANDLE FResumeEvent;    // the start signal
+  HANDLE FDoneSemaphore;  // one permit for each waiter when the owner's run is over
+  std::atomic<int32_t> FWaiters{0};
+  std::atomic<bool> FPriorityChanged{false};
   Ostravane::TThread* FOwner = nullptr;
 
  protected:
@@ -191,7 +204,7 @@ void TThread::FreeThreadPool(TThread* AThread, TInternalThread* AInternalThread)
     } else {
       delete AInternalThread;
     }
-  } else {
+  } else if (AInternalThread->FPriorityChanged.exchange(false)) {
     // The next owner gets a worker as a new thread would be.
     SetThreadPriority(AInternalThread->Handle(), THREAD_PRIORITY_NORMAL);
   }
@@ -210,26 +223,26 @@ int32_t TThread::GetPoolCount() noexcept {
 
 // ---- A thread -----------------------------------------------------------------------------------
 
-TThread::TThread(bool ACreateSuspended)
-    : FCreateSuspended(ACreateSuspended),
-      FFinishedEvent(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
-      FResumeEvent(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
-      FSuspended(ACreateSuspended) {
-  try {
-    if (!FFinishedEvent || !FResumeEvent) CheckThreadError(false);
-    if (!GetThreadPool(this)) throw EThread(L"Thread creation error: " + SysErrorMessage(GetLastError()));
-  } catch (...) {
-    if (FFinishedEvent) CloseHandle(FFinishedEvent);
-    if (FResumeEvent) CloseHandle(FResumeEvent);
-    throw;
-  }
+TThread::TThread(bool ACreateSuspended) : FCreateSuspended(ACreateSuspended), FSuspended(ACreateSuspended) {
+  if (!GetThreadPool(this)) throw EThread(L"Thread creation error: " + SysErrorMessage(GetLastError()));
 }
 
 TThread::~TThread() {
   FreeThreadPool(this, FInternalThread);
-  CloseHandle(FFinishedEvent);
-  CloseHandle(FResumeEvent);
+  if (const HANDLE LEvent = FResumeEvent.load()) CloseHandle(LEvent);
 }
+
+HANDLE TThread::EnsureResumeEvent() {
+  HANDLE LEvent = FResumeEvent.load();
+  if (LEvent) return LEvent;
+  HANDLE LNew = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  CheckThreadError(LNew != nullptr);
+  if (FResumeEvent.compare_exchange_strong(LEvent, LNew)) return LNew;
+  CloseHandle(LNew);  // another thread made it first
+  return LEvent;
+}
+
+HANDLE TThread::ResumeEvent() { return EnsureResumeEvent(); }
 
 void TThread::operator delete(TThread* AThread, std::destroying_delete_t) {
   // The whole object, with its Execute, still exists while the run is ended and awaited.
@@ -282,32 +295,40 @@ void TThread::Start() {
 
 void TThread::Terminate() {
   if (FFinished || FTerminated) return;
+  // The flag first, the event after: a sleeper makes the event before it looks at the flag, so one
+  // of the two sides sees the other.
   FTerminated = true;
-  if (FResumeEvent) SetEvent(FResumeEvent);  // breaks off a SleepBy
+  if (const HANDLE LEvent = FResumeEvent.load()) SetEvent(LEvent);  // breaks off a SleepBy
   TerminatedSet();
 }
 
 int32_t TThread::WaitFor() {
   TInternalThread* LWorker = FInternalThread;
-  if (!LWorker) return FReturnValue;
-  HANDLE LObjects[3] = {FFinishedEvent, LWorker->Handle(), SyncEvent()};
-  DWORD LResult;
-  if (GetCurrentThreadId() != MainThreadID() || !LObjects[2]) {
-    LResult = WaitForMultipleObjects(2, LObjects, FALSE, INFINITE);
-  } else {
-    // The loading thread serves a worker that waits in Synchronize, and messages sent to it.
-    LResult = 0;
-    do {
+  if (!LWorker || FFinished) return FReturnValue;
+  // Counted first, the flag read after; the worker sets the flag first and reads the count after.
+  ++LWorker->FWaiters;
+  HANDLE LObjects[3] = {LWorker->FDoneSemaphore, LWorker->Handle(), SyncEvent()};
+  const bool LLoadingThread = GetCurrentThreadId() == MainThreadID() && LObjects[2];
+  DWORD LResult = WAIT_TIMEOUT;
+  while (!FFinished) {
+    if (!LLoadingThread) {
+      LResult = WaitForMultipleObjects(2, LObjects, FALSE, INFINITE);
+    } else {
+      // The loading thread serves a worker that waits in Synchronize, and messages sent to it.
       if (LResult == WAIT_OBJECT_0 + 3) {
         MSG LMsg;
         PeekMessageW(&LMsg, nullptr, 0, 0, PM_NOREMOVE);
       }
       LResult = MsgWaitForMultipleObjects(3, LObjects, FALSE, 1000, QS_SENDMESSAGE);
       if (LResult == WAIT_OBJECT_0 + 2) CheckSynchronize(0);
-    } while (LResult != WAIT_OBJECT_0 && LResult != WAIT_OBJECT_0 + 1 && LResult != WAIT_FAILED);
+    }
+    // A permit left by an earlier owner's waiter only costs one more round.
+    if (LResult == WAIT_OBJECT_0 + 1 || LResult == WAIT_FAILED) break;
   }
+  --LWorker->FWaiters;
   CheckThreadError(LResult != WAIT_FAILED);
   if (LResult == WAIT_OBJECT_0 + 1) {
+    // The worker's thread itself has ended.
     DWORD LCode = 0;
     GetExitCodeThread(LWorker->Handle(), &LCode);
     FReturnValue = static_cast<int32_t>(LCode);
@@ -316,8 +337,9 @@ int32_t TThread::WaitFor() {
 }
 
 void TThread::SleepBy(uint32_t ATimeout) {
+  const HANDLE LEvent = EnsureResumeEvent();
   // A terminated thread doesn't sleep again: Terminate's signal wakes one sleep only.
-  if (FResumeEvent && !FTerminated) WaitForSingleObject(FResumeEvent, ATimeout);
+  if (!FTerminated) WaitForSingleObject(LEvent, ATimeout);
 }
 
 void TThread::SleepByAndCheck(uint32_t ATimeout) {
@@ -330,7 +352,6 @@ void TThread::CheckTerminateAndWait() {
   if (!FFinished) Terminate();
   // From its own run a thread can only be told to end: it can't wait for itself.
   if (GetCurrentThread() == this) return;
-  // Waits for the finished event even when the flag is already up: it is set just before the event.
   WaitFor();
 }
 
@@ -362,9 +383,12 @@ void TThread::InternalTerminate() {
     FDebugLog->LogError(TThreadLogLevel::tllError, C_FATAL_EXCEPTION, E, ClassType());
   } catch (...) {
   }
+  // The worker's own fields from here on: once the flag is up, the owner may be gone. The loading
+  // thread's WaitFor waits on the semaphore itself, so the synchronisation event is left alone.
+  TInternalThread* LWorker = FInternalThread;
   FFinished = true;
-  if (const HANDLE LSync = SyncEvent()) SetEvent(LSync);
-  SetEvent(FFinishedEvent);  // the last touch of this object by its worker
+  if (const int32_t LWaiters = LWorker->FWaiters.load(); LWaiters > 0)
+    ReleaseSemaphore(LWorker->FDoneSemaphore, LWaiters, nullptr);
 }
 
 void TThread::DoTerminate() {
@@ -386,7 +410,9 @@ TThreadPriority TThread::GetPriority() const noexcept {
 }
 
 void TThread::SetPriority(TThreadPriority AValue) noexcept {
-  if (FInternalThread) SetThreadPriority(FInternalThread->Handle(), C_PRIORITIES[static_cast<int>(AValue)]);
+  if (!FInternalThread) return;
+  FInternalThread->FPriorityChanged = true;
+  SetThreadPriority(FInternalThread->Handle(), C_PRIORITIES[static_cast<int>(AValue)]);
 }
 
 // ---- Synchronisation with the loading thread --------------------------------------------------------

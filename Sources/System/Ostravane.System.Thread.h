@@ -90,7 +90,8 @@ class OVRTL_API TThread : public Rtl::TObject {
   // The worker's; tpNormal without one, and a write without one does nothing.
   TThreadPriority GetPriority() const noexcept;
   void SetPriority(TThreadPriority AValue) noexcept;
-  HANDLE ResumeEvent() const noexcept { return FResumeEvent; }
+  // The thread's sleep object (auto reset), set by Terminate; made on first use.
+  HANDLE ResumeEvent();
   TNotifyEvent GetOnTerminate() const noexcept { return FOnTerminate; }
   void SetOnTerminate(TNotifyEvent AValue) noexcept { FOnTerminate = AValue; }
 
@@ -144,6 +145,7 @@ class OVRTL_API TThread : public Rtl::TObject {
   static void CheckThreadError(bool ASuccess);
   static Rtl::TThread* Worker(TThread* AThread) noexcept;
   void CheckTerminateAndWait();
+  HANDLE EnsureResumeEvent();
   void InternalTerminate();
   void CallOnTerminate();
 
@@ -151,8 +153,10 @@ class OVRTL_API TThread : public Rtl::TObject {
   std::exception_ptr FFatalException;
   bool FFreeOnTerminate = false;
   bool FCreateSuspended = false;
-  HANDLE FFinishedEvent = nullptr;
-  HANDLE FResumeEvent = nullptr;
+  // Both events of a run cost system calls, which under some systems cost more than the run: the
+  // sleep object is made only when a sleep or Terminate needs it, and the end of a run is told
+  // through a semaphore its worker keeps for all its owners, released once for each waiter.
+  std::atomic<HANDLE> FResumeEvent{nullptr};
   std::atomic<bool> FFinished{false};
   std::atomic<bool> FSuspended{false};
   std::atomic<bool> FTerminated{false};
