@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "Ostravane.Debug.Log.h"
+#include "Ostravane.Project.EventNotifier.h"
 #include "Ostravane.Rtl.Handles.h"
 #include "Ostravane.System.SysUtils.h"
+#include "Ostravane.Winapi.Messages.h"
 #include "OvComponentsRTL.h"
 
 using namespace Ostravane;
@@ -122,6 +124,104 @@ void CommandInfo(const std::vector<std::wstring>& AArgs) {
   CommandLog({});
 }
 
+// ---- The message bus ------------------------------------------------------------------------------
+
+// A message the programs of a product share: a short name, the name it is registered under, and
+// the number this process got for it.
+struct TSharedMessage {
+  std::wstring Name;
+  UnicodeString Registered;
+  uint32_t Number;
+};
+
+std::vector<TSharedMessage> SharedMessages() {
+  std::vector<TSharedMessage> L{
+      {L"TaskbarCreated", S_WM_TASKBAR_CREATED, ExtMessages::FWMTaskbarCreated},
+      {L"TaskbarButtonCreated", S_WM_TASKBAR_BUTTON_CREATED, ExtMessages::FWMTaskbarButtonCreated},
+      {L"UninstallClose", Rtl::Format(S_WM_UNINSTALL_CLOSE_FORMAT, {ExtMessages::FWMUninstallCloseIDName}),
+       ExtMessages::FWMUninstallClose},
+      {L"LanguageChange", Rtl::Format(S_WM_LANGUAGE_CHANGE_FORMAT, {ExtMessages::FWMLanguageChangeIDName}),
+       ExtMessages::FWMLanguageChange},
+      {L"SettingsChange", Rtl::Format(S_WM_SETTINGS_CHANGE_FORMAT, {ExtMessages::FWMSettingsChangeIDName}),
+       ExtMessages::FWMSettingsChange},
+  };
+  std::erase_if(L, [](const TSharedMessage& M) { return M.Number == 0; });
+  return L;
+}
+
+std::wstring Describe(const TSharedMessage& AMessage) {
+  return AMessage.Name + L" (0x" + Rtl::IntToHex(AMessage.Number, 4) + L" \"" + AMessage.Registered + L"\")";
+}
+
+uintptr_t ParseNumber(const std::wstring& AText, const wchar_t* AWhat) {
+  size_t LEnd = 0;
+  unsigned long LValue = 0;
+  try {
+    LValue = std::stoul(AText, &LEnd, 0);
+  } catch (const std::logic_error&) {
+    LEnd = 0;
+  }
+  if (AText.empty() || LEnd != AText.size()) throw EUsage{std::wstring(AWhat) + L" is not a number: " + AText};
+  return LValue;
+}
+
+void CommandNotify(const std::vector<std::wstring>& AArgs) {
+  if (AArgs.empty() || AArgs.size() > 2) throw EUsage{L"notify takes a message name and an optional wparam"};
+  const uintptr_t LWParam = AArgs.size() > 1 ? ParseNumber(AArgs[1], L"wparam") : 0;
+  TLibraryScope LSession;
+  const std::vector<TSharedMessage> LShared = SharedMessages();
+  std::wstring LNames;
+  for (const TSharedMessage& M : LShared) {
+    if (Rtl::SameText(AArgs[0], M.Name) || Rtl::SameText(AArgs[0], M.Registered)) {
+      EventNotifier::NotifyBroadcast(M.Number, LWParam);
+      Print(L"Broadcast " + Describe(M) + L" with wparam " + std::to_wstring(LWParam) +
+            L" to every program of the desktop that has the library.");
+      return;
+    }
+    LNames += (LNames.empty() ? L"" : L", ") + M.Name;
+  }
+  throw EUsage{L"no shared message \"" + AArgs[0] + L"\" (" + LNames + L")"};
+}
+
+void ListenHandler(TMessage& Message) {
+  SYSTEMTIME LNow;
+  GetLocalTime(&LNow);
+  wchar_t LTime[16];
+  swprintf(LTime, 16, L"%02u:%02u:%02u.%03u", LNow.wHour, LNow.wMinute, LNow.wSecond, LNow.wMilliseconds);
+  for (const TSharedMessage& M : SharedMessages())
+    if (M.Number == Message.Msg) {
+      Print(std::wstring(LTime) + L"  " + Describe(M) + L"  wparam " + std::to_wstring(Message.WParam) + L"  lparam " +
+            std::to_wstring(Message.LParam));
+      fflush(stdout);
+      return;
+    }
+}
+
+void CommandListen(const std::vector<std::wstring>& AArgs) {
+  if (AArgs.size() > 1) throw EUsage{L"listen takes at most a number of seconds"};
+  const uintptr_t LSeconds = AArgs.empty() ? 10 : ParseNumber(AArgs[0], L"seconds");
+  TLibraryScope LSession;
+  std::vector<uint32_t> LNumbers;
+  Print(L"Listening for " + std::to_wstring(LSeconds) + L" s to the shared messages:");
+  for (const TSharedMessage& M : SharedMessages()) {
+    LNumbers.push_back(M.Number);
+    Print(L"  " + Describe(M));
+  }
+  fflush(stdout);
+  EventNotifier::Register(&ListenHandler, LNumbers);
+  const ULONGLONG LEnd = GetTickCount64() + LSeconds * 1000ULL;
+  for (ULONGLONG LNow = GetTickCount64(); LNow < LEnd; LNow = GetTickCount64()) {
+    MsgWaitForMultipleObjectsEx(0, nullptr, static_cast<DWORD>(LEnd - LNow), QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    MSG LMsg;
+    while (PeekMessageW(&LMsg, nullptr, 0, 0, PM_REMOVE)) {
+      TranslateMessage(&LMsg);
+      DispatchMessageW(&LMsg);
+    }
+  }
+  EventNotifier::Unregister(&ListenHandler);
+  Print(L"Done.");
+}
+
 void CommandHelp(const std::vector<std::wstring>&);
 
 struct TCommand {
@@ -132,16 +232,19 @@ struct TCommand {
 };
 
 const TCommand C_COMMANDS[] = {
-    {L"info", L"", L"everything below, in turn (the default)", &CommandInfo},
+    {L"info", L"", L"units and log, in turn (the default)", &CommandInfo},
     {L"units", L"", L"the unit table, and each unit's start and stop", &CommandUnits},
     {L"log", L"[folder]", L"what the library's log keeps; with a folder, the lines reach a file there", &CommandLog},
+    {L"notify", L"<name> [wparam]", L"broadcasts a shared message (SettingsChange, ...) to the desktop",
+     &CommandNotify},
+    {L"listen", L"[seconds]", L"prints the shared messages heard for a while (10 s)", &CommandListen},
     {L"help", L"", L"this text", &CommandHelp},
 };
 
 void CommandHelp(const std::vector<std::wstring>&) {
   Print(L"usage: ovrtl <command> [args] [-debug]");
   for (const TCommand& C : C_COMMANDS)
-    Print(L"  " + Pad(std::wstring(C.Name) + L" " + C.Arguments, 16) + C.Description);
+    Print(L"  " + Pad(std::wstring(C.Name) + L" " + C.Arguments, 24) + C.Description);
   Print(L"-debug raises every log of the process to the maximum.");
 }
 

@@ -28,6 +28,16 @@ void MergeFilter(std::vector<uint32_t>& AFilter, const std::vector<uint32_t>& AM
 
 bool Accepts(const std::vector<uint32_t>& AFilter, uint32_t AMsg) { return AFilter.empty() || Contains(AFilter, AMsg); }
 
+// Takes AItem (nullptr: nothing) out of its list and hands it over, to be freed after the lock.
+template <typename TItem>
+std::unique_ptr<TItem> TakeOut(std::vector<std::unique_ptr<TItem>>* AList, const TItem* AItem) {
+  if (!AList || !AItem) return nullptr;
+  const auto LPos = std::find_if(AList->begin(), AList->end(), [&](const auto& I) { return I.get() == AItem; });
+  std::unique_ptr<TItem> LItem = std::move(*LPos);
+  AList->erase(LPos);
+  return LItem;
+}
+
 }  // namespace
 
 EventNotifier::THandleItem::THandleItem(uintptr_t AHandle, const std::vector<uint32_t>& AMessages) : FHandle(AHandle) {
@@ -90,16 +100,20 @@ EventNotifier::TWndMethodItem* EventNotifier::GetItemsByMethod(TWndClassMethod A
 void EventNotifier::Register(uintptr_t AWnd, const std::vector<uint32_t>& AMessages) {
   TCSGuard LGuard(FCSMain);
   if (!FHandles) return;
-  if (THandleItem* LItem = GetItemsByHandle(AWnd)) MergeFilter(LItem->FMessages, AMessages);
-  else FHandles->push_back(std::make_unique<THandleItem>(AWnd, AMessages));
+  if (THandleItem* LItem = GetItemsByHandle(AWnd))
+    MergeFilter(LItem->FMessages, AMessages);
+  else
+    FHandles->push_back(std::make_unique<THandleItem>(AWnd, AMessages));
 }
 
 void EventNotifier::RegisterMethod(TWndClassMethod AWndClassMethod, const TWndObjectMethod& AWndObjectMethod,
                                    const std::vector<uint32_t>& AMessages) {
   TCSGuard LGuard(FCSMain);
   if (!FWndMethods) return;
-  if (TWndMethodItem* LItem = GetItemsByMethod(AWndClassMethod, AWndObjectMethod)) MergeFilter(LItem->FMessages, AMessages);
-  else FWndMethods->push_back(std::make_unique<TWndMethodItem>(AWndClassMethod, AWndObjectMethod, AMessages));
+  if (TWndMethodItem* LItem = GetItemsByMethod(AWndClassMethod, AWndObjectMethod))
+    MergeFilter(LItem->FMessages, AMessages);
+  else
+    FWndMethods->push_back(std::make_unique<TWndMethodItem>(AWndClassMethod, AWndObjectMethod, AMessages));
 }
 
 void EventNotifier::Register(const TWndObjectMethod& AWndMethod, const std::vector<uint32_t>& AMessages) {
@@ -113,21 +127,13 @@ void EventNotifier::Register(TWndClassMethod AWndMethod, const std::vector<uint3
 void EventNotifier::Unregister(uintptr_t AWnd) {
   std::unique_ptr<THandleItem> LGone;  // freed after the lock is left
   TCSGuard LGuard(FCSMain);
-  if (!FHandles) return;
-  const auto LPos = std::find_if(FHandles->begin(), FHandles->end(), [&](const auto& I) { return I->FHandle == AWnd; });
-  if (LPos == FHandles->end()) return;
-  LGone = std::move(*LPos);
-  FHandles->erase(LPos);
+  LGone = TakeOut(FHandles, GetItemsByHandle(AWnd));
 }
 
 void EventNotifier::UnregisterMethod(TWndClassMethod AWndClassMethod, const TWndObjectMethod& AWndObjectMethod) {
   std::unique_ptr<TWndMethodItem> LGone;
   TCSGuard LGuard(FCSMain);
-  const TWndMethodItem* LItem = GetItemsByMethod(AWndClassMethod, AWndObjectMethod);
-  if (!LItem) return;
-  const auto LPos = std::find_if(FWndMethods->begin(), FWndMethods->end(), [&](const auto& I) { return I.get() == LItem; });
-  LGone = std::move(*LPos);
-  FWndMethods->erase(LPos);
+  LGone = TakeOut(FWndMethods, GetItemsByMethod(AWndClassMethod, AWndObjectMethod));
 }
 
 void EventNotifier::Unregister(const TWndObjectMethod& AWndMethod) { UnregisterMethod(nullptr, AWndMethod); }
@@ -165,7 +171,6 @@ bool EventNotifier::StillSubscribed(const TMethodTarget& ATarget, uint32_t AMsg)
 // ---- Delivery -----------------------------------------------------------------------------------
 
 void EventNotifier::NotifySync(uint32_t AMsg, uintptr_t AWParam, intptr_t ALParam) {
-  TCSGuard LMutant(FCSMain);
   for (const uintptr_t LHandle : GetHandlesByMessage(AMsg))
     SendMessageW(reinterpret_cast<HWND>(LHandle), AMsg, AWParam, ALParam);
 }
@@ -187,11 +192,10 @@ bool EventNotifier::ProcessMessage(TMessage& Message) {
   bool LHandled = false;
   for (const TMethodTarget& LTarget : LTargets) {
     // An earlier handler may have unsubscribed this one and freed its object.
-    if (false && !StillSubscribed(LTarget, Message.Msg)) continue;
+    if (!StillSubscribed(LTarget, Message.Msg)) continue;
     if (LTarget.WndObjectMethod) LTarget.WndObjectMethod(Message);
     if (LTarget.WndClassMethod) LTarget.WndClassMethod(Message);
     if (Message.Result == 0) LHandled = true;
-    Message.Result = 1;
   }
   return LHandled;
 }

@@ -7,6 +7,8 @@ using namespace Rtl;
 
 OV_IMPLEMENT_CLASS(ExtMessages, nullptr)
 
+uint32_t ExtMessages::FWMRestoreMainWindow = 0;
+
 void ExtMessages::Init() {
   FWMTaskbarCreated = RegisterWindowMessageW(S_WM_TASKBAR_CREATED);
   FWMTaskbarButtonCreated = RegisterWindowMessageW(S_WM_TASKBAR_BUTTON_CREATED);

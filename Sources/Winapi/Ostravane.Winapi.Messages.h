@@ -47,8 +47,9 @@ class OVRTL_API ExtMessages final {
   static inline uint32_t FWMUninstallClose = 0;
   static inline uint32_t FWMLanguageChange = 0;
   static inline uint32_t FWMSettingsChange = 0;
-  // Registered by the product layer under the name of the program's mutex; 0 until then.
-  static inline uint32_t FWMRestoreMainWindow = 0;
+  // Registered by the product layer under the name of the program's mutex; 0 until then. Defined in
+  // the unit's source: an inline field that no code of the library touches is not exported.
+  static uint32_t FWMRestoreMainWindow;
 
  private:
   static void SetIDName(UnicodeString& AIDName, uint32_t& AMessage, const wchar_t* AFormat,

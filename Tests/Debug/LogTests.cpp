@@ -285,11 +285,14 @@ TEST(TypedLogProcessTest, AProgramNamedBdsLogsNothing) {
   ASSERT_FALSE(LLines.empty());
   EXPECT_EQ(LLines[0].substr(24), Columns(C_MODULE, L"TDebugLogFile", L"日本語のログ"));
 
-  TTempDir LBdsFolder;
-  const std::wstring LBds = BinDir() + L"BDS.exe";
+  // The program under the name BDS.exe, in a folder of its own with the DLLs it needs (the bin
+  // folder has a bds.exe of its own, and Wine's file names ignore case).
+  TTempDir LBdsFolder, LProgramFolder;
+  const std::wstring LBds = LProgramFolder.Path() + L"BDS.exe";
   ASSERT_TRUE(CopyFileW((BinDir() + L"ChildLog.exe").c_str(), LBds.c_str(), FALSE));
+  for (const wchar_t* LDll : {L"OvComponentsRTL.dll", L"libgcc_s_dw2-1.dll", L"libstdc++-6.dll", L"libwinpthread-1.dll"})
+    ASSERT_TRUE(CopyFileW((BinDir() + LDll).c_str(), (LProgramFolder.Path() + LDll).c_str(), FALSE));
   const TChildResult LResult = RunChild(LBds, FolderArg(LBdsFolder) + L" -debug");
-  DeleteFileW(LBds.c_str());
   EXPECT_EQ(LResult.ExitCode, 0u) << "the log of a program named bds is disabled";
   WIN32_FIND_DATAW LData;
   Rtl::TFindHandleOwner LFind(FindFirstFileW((LBdsFolder.Path() + L"*").c_str(), &LData));

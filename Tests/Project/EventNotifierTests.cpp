@@ -51,7 +51,8 @@ constexpr UINT C_M1 = WM_APP + 1, C_M2 = WM_APP + 2, C_M3 = WM_APP + 3, C_M4 = W
 
 // A number of this process's own, so that no other test process's broadcast carries it.
 UINT OwnMessage(const std::wstring& AName) {
-  return RegisterWindowMessageW((L"OvRTL.Test.Notifier." + AName + L"." + std::to_wstring(GetCurrentProcessId())).c_str());
+  const std::wstring LName = L"OvRTL.Test.Notifier." + AName + L"." + std::to_wstring(GetCurrentProcessId());
+  return RegisterWindowMessageW(LName.c_str());
 }
 
 struct THeard {
@@ -61,7 +62,9 @@ struct THeard {
   bool operator==(const THeard&) const = default;
 };
 
-void PrintTo(const THeard& H, std::ostream* AOut) { *AOut << "{" << H.Msg << ", " << H.WParam << ", " << H.LParam << "}"; }
+void PrintTo(const THeard& H, std::ostream* AOut) {
+  *AOut << "{" << H.Msg << ", " << H.WParam << ", " << H.LParam << "}";
+}
 
 // Keeps the messages of the numbers it was given, with the Result each arrived with; as a method
 // of an object or behind a window of the calling thread.
@@ -122,7 +125,8 @@ void ProcHandler(TMessage& Message) { GProcRecorder->Handle(Message); }
 // One subscription for the length of a scope.
 class TSubscription {
  public:
-  TSubscription(uintptr_t AWnd, const std::vector<uint32_t>& AMsgs) : FUndo([AWnd] { EventNotifier::Unregister(AWnd); }) {
+  TSubscription(uintptr_t AWnd, const std::vector<uint32_t>& AMsgs)
+      : FUndo([AWnd] { EventNotifier::Unregister(AWnd); }) {
     EventNotifier::Register(AWnd, AMsgs);
   }
   TSubscription(const TWndObjectMethod& AMethod, const std::vector<uint32_t>& AMsgs)
@@ -158,18 +162,26 @@ LRESULT SendToHiddenWindow(UINT AMsg, WPARAM AWParam, LPARAM ALParam) {
   return SendMessageW(reinterpret_cast<HWND>(TInspector::Window()), AMsg, AWParam, ALParam);
 }
 
-// Runs AWork on another thread and tells whether it ended within five seconds: a lock held across a
-// delivery would keep it waiting.
-bool RunsAlongside(const std::function<void()>& AWork) {
-  Rtl::THandleOwner LDone(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  std::thread LThread([&] {
-    AWork();
-    SetEvent(LDone.get());
-  });
-  const bool LInTime = WaitForSingleObject(LDone.get(), 5000) == WAIT_OBJECT_0;
-  LThread.join();
-  return LInTime;
-}
+// Runs work on other threads from inside handlers and tells whether each ended within five seconds:
+// a lock held across a delivery would keep it waiting. The threads are joined after the delivery.
+class TAlongside {
+ public:
+  ~TAlongside() {
+    for (auto& T : FThreads) T.join();
+  }
+  void Run(const std::function<void()>& AWork) {
+    auto LDone = std::make_shared<Rtl::THandleOwner>(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    FThreads.emplace_back([AWork, LDone] {
+      AWork();
+      SetEvent(LDone->get());
+    });
+    InTime.push_back(WaitForSingleObject(LDone->get(), 5000) == WAIT_OBJECT_0);
+  }
+  std::vector<bool> InTime;
+
+ private:
+  std::vector<std::thread> FThreads;
+};
 
 // ---- Start and stop -----------------------------------------------------------------------------
 
@@ -200,7 +212,7 @@ TEST(EventNotifierTest, TheHiddenWindowIsTopLevelOnTheStartingThreadAndTheFirstS
   EXPECT_FALSE(TInspector::HasLists());
 
   Initialize();
-  ASSERT_TRUE(IsWindow(reinterpret_cast<HWND>(TInspector::Window())));
+  EXPECT_TRUE(IsWindow(reinterpret_cast<HWND>(TInspector::Window())));
   EXPECT_EQ(TInspector::Handles().size(), 1u);
   EXPECT_EQ(TInspector::MethodFilters().size(), 0u);
 }
@@ -381,13 +393,13 @@ TEST(EventNotifierTest, HandlersMaySubscribeAndUnsubscribeDuringDelivery) {
     EventNotifier::Unregister(LOther.Method());
     EventNotifier::NotifyAsync(C_M4, 0, 0);
   };
-  std::vector<bool> LInTime;
-  LA.OnMessage = [&](TMessage&) { LInTime.push_back(RunsAlongside(LChange)); };
-  LWindow.OnMessage = [&](TMessage&) { LInTime.push_back(RunsAlongside(LChange)); };
+  TAlongside LAlongside;
+  LA.OnMessage = [&](TMessage&) { LAlongside.Run(LChange); };
+  LWindow.OnMessage = [&](TMessage&) { LAlongside.Run(LChange); };
   TSubscription SW(LWindow.Window(), {C_M2});
   EventNotifier::Register(LA.Method(), {C_M2});
   EventNotifier::NotifySync(C_M2, 0, 0);
-  EXPECT_EQ(LInTime, (std::vector<bool>{true, true}));
+  EXPECT_EQ(LAlongside.InTime, (std::vector<bool>{true, true}));
 }
 
 // ---- Exceptions ---------------------------------------------------------------------------------
@@ -450,7 +462,8 @@ std::vector<std::string> ChildLines(const std::wstring& AFile) {
 TEST(EventNotifierTest, AnotherProcessHearsABroadcastUntilItUnsubscribes) {
   const UINT M = OwnMessage(L"Cross"), MBack = OwnMessage(L"Back");
   const std::wstring LTag = std::to_wstring(GetCurrentProcessId());
-  const std::wstring LUnsubscribe = L"OvRTL.Test.Notifier.Unsubscribe." + LTag, LExit = L"OvRTL.Test.Notifier.Exit." + LTag;
+  const std::wstring LUnsubscribe = L"OvRTL.Test.Notifier.Unsubscribe." + LTag;
+  const std::wstring LExit = L"OvRTL.Test.Notifier.Exit." + LTag;
   Rtl::THandleOwner LUnsubscribeEvent(CreateEventW(nullptr, TRUE, FALSE, LUnsubscribe.c_str()));
   Rtl::THandleOwner LExitEvent(CreateEventW(nullptr, TRUE, FALSE, LExit.c_str()));
   OvTest::TTempDir LDir;
@@ -462,9 +475,11 @@ TEST(EventNotifierTest, AnotherProcessHearsABroadcastUntilItUnsubscribes) {
   OvTest::TChildResult LChild;
   std::atomic<bool> LChildEnded{false};
   std::thread LRunner([&] {
-    LChild = OvTest::RunChild(L"ChildNotify.exe", L"/out \"" + LFile + L"\" /target window /listen OvRTL.Test.Notifier.Cross." +
-                                                      LTag + L" /broadcast " + std::to_wstring(MBack) + L":5 /unsubscribe " +
-                                                      LUnsubscribe + L" /exit " + LExit + L" /timeout 30000");
+    LChild = OvTest::RunChild(L"ChildNotify.exe", L"/out \"" + LFile + L"\" /target window" +
+                                                      L" /listen OvRTL.Test.Notifier.Cross." + LTag +
+                                                      L" /broadcast " + std::to_wstring(MBack) + L":5" +
+                                                      L" /unsubscribe " + LUnsubscribe + L" /exit " + LExit +
+                                                      L" /timeout 30000");
     LChildEnded = true;
   });
   auto HasLine = [&](const std::string& ALine) {
@@ -551,8 +566,9 @@ TEST(EventNotifierStressTest, EightThreadsSubscribeNotifyAndUnsubscribeAThousand
   // A first short round makes what lives as long as the process: queues, classes, thread data.
   ASSERT_TRUE(RunWorkers(C_THREADS, 4));
   const int LSentinel = C_MESSAGES;
+  const auto LSentinelHeard = [&] { return LStayMethod.Counts[LSentinel] == 1 && LStayWindowCounts[LSentinel] == 1; };
   EventNotifier::NotifyAsync(M, LSentinel, 0);
-  ASSERT_TRUE(PumpMessagesUntil([&] { return LStayMethod.Counts[LSentinel] == 1 && LStayWindowCounts[LSentinel] == 1; }));
+  ASSERT_TRUE(PumpMessagesUntil(LSentinelHeard));
   for (size_t I = 0; I < 2 + 2 * C_THREADS; ++I) LCounters[I].Counts.assign(C_MESSAGES + 1, 0);
   LStayWindowCounts.assign(C_MESSAGES + 1, 0);
   const size_t LHandles = OvTest::CountProcessHandles(), LThreads = OvTest::CountProcessThreads();
@@ -560,7 +576,7 @@ TEST(EventNotifierStressTest, EightThreadsSubscribeNotifyAndUnsubscribeAThousand
   ASSERT_TRUE(RunWorkers(C_THREADS, C_CYCLES)) << "deadlock: the workers didn't finish";
   // Posted messages are served in order: once the sentinel is here, every earlier post is too.
   EventNotifier::NotifyAsync(M, LSentinel, 0);
-  ASSERT_TRUE(PumpMessagesUntil([&] { return LStayMethod.Counts[LSentinel] == 1 && LStayWindowCounts[LSentinel] == 1; }));
+  ASSERT_TRUE(PumpMessagesUntil(LSentinelHeard));
 
   int LStayMissed = 0, LOwnMissed = 0, LTwice = 0;
   for (int T = 0; T < C_THREADS; ++T)

@@ -195,8 +195,9 @@ Rtl::THandleOwner OpenNamedEvent(const std::wstring& AName) {
 }
 
 int Run(const TOptions& AOptions) {
-  GOut.reset(CreateFileW(AOptions.OutFile.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                         nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  GOut.reset(CreateFileW(AOptions.OutFile.c_str(), FILE_APPEND_DATA,
+                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                         FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!GOut) SysUtils::RaiseLastOSError(L"Opening " + AOptions.OutFile);
   Rtl::THandleOwner LUnsubscribe = OpenNamedEvent(AOptions.UnsubscribeEvent);
   Rtl::THandleOwner LExit = OpenNamedEvent(AOptions.ExitEvent);
