@@ -151,6 +151,14 @@ void Enqueue(const std::shared_ptr<TSyncItem>& AItem) {
 // Without a loading thread (the library not started) there is nobody to hand the call to.
 bool CanHandOver() noexcept { return GMainThreadID.load() != 0 && !OnLoadingThread(); }
 
+std::shared_ptr<TSyncItem> NewSyncItem(TThread* AThread, TThreadMethod AMethod, TThreadProcedure AProc) {
+  auto LItem = std::make_shared<TSyncItem>();
+  LItem->Thread = AThread;
+  LItem->Method = AMethod;
+  LItem->Proc = std::move(AProc);
+  return LItem;
+}
+
 void SynchronizeItem(const std::shared_ptr<TSyncItem>& AItem) {
   if (!CanHandOver()) {
     AItem->Run();
@@ -312,33 +320,15 @@ void TThread::StopAndWait() {
 
 TThread* TThread::CurrentThread() noexcept { return GCurrentThread; }
 
-void TThread::Synchronize(TThread* AThread, TThreadMethod AMethod) {
-  auto LItem = std::make_shared<TSyncItem>();
-  LItem->Thread = AThread;
-  LItem->Method = AMethod;
-  SynchronizeItem(LItem);
-}
+void TThread::Synchronize(TThread* AThread, TThreadMethod AMethod) { SynchronizeItem(NewSyncItem(AThread, AMethod, {})); }
 
 void TThread::Synchronize(TThread* AThread, TThreadProcedure AProc) {
-  auto LItem = std::make_shared<TSyncItem>();
-  LItem->Thread = AThread;
-  LItem->Proc = std::move(AProc);
-  SynchronizeItem(LItem);
+  SynchronizeItem(NewSyncItem(AThread, {}, std::move(AProc)));
 }
 
-void TThread::Queue(TThread* AThread, TThreadMethod AMethod) {
-  auto LItem = std::make_shared<TSyncItem>();
-  LItem->Thread = AThread;
-  LItem->Method = AMethod;
-  QueueItem(LItem);
-}
+void TThread::Queue(TThread* AThread, TThreadMethod AMethod) { QueueItem(NewSyncItem(AThread, AMethod, {})); }
 
-void TThread::Queue(TThread* AThread, TThreadProcedure AProc) {
-  auto LItem = std::make_shared<TSyncItem>();
-  LItem->Thread = AThread;
-  LItem->Proc = std::move(AProc);
-  QueueItem(LItem);
-}
+void TThread::Queue(TThread* AThread, TThreadProcedure AProc) { QueueItem(NewSyncItem(AThread, {}, std::move(AProc))); }
 
 void TThread::RemoveQueuedEvents(TThread* AThread, TThreadMethod AMethod) {
   RemoveQueued([&](const TSyncItem& I) { return I.Thread == AThread && I.Method && I.Method == AMethod; });

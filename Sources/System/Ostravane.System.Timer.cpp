@@ -144,25 +144,28 @@ bool Timer::IsPolling() {
   return FCheckThread != nullptr;
 }
 
-Timer::TTimerItem* Timer::GetItemByParams(HWND AWndHandle, int32_t AID) {
-  if (!FItems) return nullptr;
-  for (const auto& I : *FItems)
-    if (I->WndHandle == AWndHandle && I->ID == AID) return I.get();
+namespace {
+// The first armed timer of a target and number.
+template <typename TItems, typename TTarget>
+Timer::TTimerItem* FindTimer(const TItems* AItems, TTarget Timer::TTimerItem::*AField, const TTarget& ATarget,
+                             int32_t AID) {
+  if (!AItems) return nullptr;
+  for (const auto& I : *AItems)
+    if ((*I).*AField == ATarget && I->ID == AID) return I.get();
   return nullptr;
+}
+}  // namespace
+
+Timer::TTimerItem* Timer::GetItemByParams(HWND AWndHandle, int32_t AID) {
+  return FindTimer(FItems, &TTimerItem::WndHandle, AWndHandle, AID);
 }
 
 Timer::TTimerItem* Timer::GetItemByParams(TWndClassMethod AMethod, int32_t AID) {
-  if (!FItems) return nullptr;
-  for (const auto& I : *FItems)
-    if (I->WndClassMethod == AMethod && I->ID == AID) return I.get();
-  return nullptr;
+  return FindTimer(FItems, &TTimerItem::WndClassMethod, AMethod, AID);
 }
 
 Timer::TTimerItem* Timer::GetItemByParams(TWndObjectMethod AMethod, int32_t AID) {
-  if (!FItems) return nullptr;
-  for (const auto& I : *FItems)
-    if (I->WndObjectMethod == AMethod && I->ID == AID) return I.get();
-  return nullptr;
+  return FindTimer(FItems, &TTimerItem::WndObjectMethod, AMethod, AID);
 }
 
 void Timer::RemoveItem(TItems& AItems, const TTimerItem* AItem) {
