@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "Ostravane.Debug.LogFile.h"
+#include "Ostravane.DllRoutines.h"
 #include "Ostravane.Project.EventNotifier.h"
 #include "Ostravane.Winapi.Messages.h"
 #include "Ostravane.Rtl.Classes.h"
@@ -25,6 +26,8 @@ const TPackageUnitEntry C_UNITS[] = {
     {L"Ostravane.Debug.LogFile", &TDebugLogFile::Init, &TDebugLogFile::Done, L"TDebugLogFile.Init",
      L"TDebugLogFile.Done, clears the log folder"},
     {L"Ostravane.Debug.Log", nullptr, nullptr, L"nothing", L"nothing"},
+    {L"Ostravane.DllRoutines", &DllRoutines::Init, &DllRoutines::Done, L"DllRoutines.Init",
+     L"DllRoutines.Done, frees all libraries"},
     {L"Ostravane.Winapi.Messages", &ExtMessages::Init, &ExtMessages::Done, L"ExtMessages.Init", L"clears its names"},
     {L"Ostravane.System.Thread", &TThread::Init, &TThread::Done, L"TThread.Init", L"TThread.Done"},
     {L"Ostravane.System.HighClock", nullptr, nullptr, L"nothing", L"nothing"},

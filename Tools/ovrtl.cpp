@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Ostravane.Debug.Log.h"
+#include "Ostravane.DllRoutines.h"
 #include "Ostravane.Project.EventNotifier.h"
 #include "Ostravane.Rtl.Handles.h"
 #include "Ostravane.System.SysUtils.h"
@@ -222,6 +223,62 @@ void CommandListen(const std::vector<std::wstring>& AArgs) {
   Print(L"Done.");
 }
 
+// ---- Libraries loaded on demand ------------------------------------------------------------------
+
+std::wstring Hex(uintptr_t AValue) { return L"0x" + Rtl::IntToHex(AValue, 8); }
+
+// Resolves ALibrary!AFunction through DllRoutines and prints the address or the error of the road.
+void* ResolveAndShow(const std::wstring& ALibrary, const std::wstring& AFunction, const wchar_t* ANote = L"") {
+  const std::wstring LName = Pad(ALibrary + L"!" + AFunction + ANote, 36);
+  try {
+    void* LProc = DllRoutines::Call(ALibrary, AFunction);
+    Print(L"  " + LName + Hex(reinterpret_cast<uintptr_t>(LProc)));
+    return LProc;
+  } catch (const Rtl::EOSError& E) {
+    Print(L"  " + LName + L"EOSError: " + E.Message);
+    return nullptr;
+  }
+}
+
+void CommandModules(const std::vector<std::wstring>& AArgs) {
+  std::vector<std::pair<std::wstring, std::wstring>> LExtra;
+  for (const std::wstring& A : AArgs) {
+    const size_t P = A.find(L'!');
+    if (P == 0 || P == std::wstring::npos || P + 1 == A.size()) throw EUsage{L"modules takes library!function, not " + A};
+    LExtra.emplace_back(A.substr(0, P), A.substr(P + 1));
+  }
+  TLibraryScope LSession;
+  Print(L"Late-bound calls through DllRoutines (the first use of a library loads it):");
+  if (void* P = ResolveAndShow(L"kernel32.dll", L"GetProductInfo")) {
+    DWORD LType = 0;
+    reinterpret_cast<decltype(&::GetProductInfo)>(reinterpret_cast<void (*)()>(P))(6, 1, 0, 0, &LType);
+    Print(L"    GetProductInfo(6, 1, 0, 0): product type " + Hex(LType));
+  }
+  if (void* P = ResolveAndShow(L"ntdll.dll", L"RtlGetVersion")) {
+    RTL_OSVERSIONINFOW LInfo{};
+    LInfo.dwOSVersionInfoSize = sizeof(LInfo);
+    reinterpret_cast<LONG(WINAPI*)(RTL_OSVERSIONINFOW*)>(reinterpret_cast<void (*)()>(P))(&LInfo);
+    Print(L"    RtlGetVersion: " + std::to_wstring(LInfo.dwMajorVersion) + L"." + std::to_wstring(LInfo.dwMinorVersion) +
+          L"." + std::to_wstring(LInfo.dwBuildNumber));
+  }
+  const void* LIsOS = DllRoutines::Get(L"shlwapi.dll", uint16_t{437});
+  Print(L"  " + Pad(L"shlwapi.dll#437 (IsOS, quiet)", 36) +
+        (LIsOS ? Hex(reinterpret_cast<uintptr_t>(LIsOS)) : std::wstring(L"missing")));
+  ResolveAndShow(L"ovrtl-missing.dll", L"AnyFunction");
+  ResolveAndShow(L"ovrtl-missing.dll", L"AnyFunction", L" again");  // the error sticks: no second load
+  ResolveAndShow(L"kernel32.dll", L"OvrtlNoSuchFunction");
+  for (const auto& [LLibrary, LFunction] : LExtra) ResolveAndShow(LLibrary, LFunction);
+
+  const std::vector<TLibraryInfo> LLibraries = DllRoutines::Libraries();
+  Print(L"Libraries DllRoutines holds (" + std::to_wstring(LLibraries.size()) + L", in the order of their first use):");
+  Print(L"  " + Pad(L"library", 24) + Pad(L"loads", 7) + Pad(L"handle", 12) + Pad(L"flags", 12) + L"sticky error");
+  for (const TLibraryInfo& L : LLibraries)
+    Print(L"  " + Pad(L.Name, 24) + Pad(std::to_wstring(L.LoadCounter), 7) + Pad(Hex(L.Handle), 12) +
+          Pad(Hex(L.LoadFlag), 12) +
+          (L.ErrorCode ? std::to_wstring(L.ErrorCode) + L" (" + Rtl::SysErrorMessage(L.ErrorCode) + L")"
+                       : std::wstring(L"0")));
+}
+
 void CommandHelp(const std::vector<std::wstring>&);
 
 struct TCommand {
@@ -238,6 +295,7 @@ const TCommand C_COMMANDS[] = {
     {L"notify", L"<name> [wparam]", L"broadcasts a shared message (SettingsChange, ...) to the desktop",
      &CommandNotify},
     {L"listen", L"[seconds]", L"prints the shared messages heard for a while (10 s)", &CommandListen},
+    {L"modules", L"[lib!proc...]", L"late-bound calls, and the libraries DllRoutines holds", &CommandModules},
     {L"help", L"", L"this text", &CommandHelp},
 };
 
