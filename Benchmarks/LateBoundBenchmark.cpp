@@ -7,12 +7,15 @@
 // kernel32 behind all of them is shown too. Goal: each road at most C_GOAL_RATIO times
 // GetProcAddress + call, kernel32 third. Exit code 0 when the goal is met, 1 when it is missed, 2
 // when the run failed.
+#include "BenchSupport.h"
 #include <cstdio>
 
 #include "Ostravane.DllRoutines.h"
 #include "OvComponentsRTL.h"
 
 using namespace Ostravane;
+
+using namespace OvBench;
 
 namespace {
 
@@ -21,17 +24,6 @@ constexpr int C_ROUNDS = 7;
 constexpr int C_COUNT = 200000;
 
 using TGetProductInfo = decltype(&::GetProductInfo);
-
-double Now() {
-  static const double LFrequency = [] {
-    LARGE_INTEGER F;
-    QueryPerformanceFrequency(&F);
-    return static_cast<double>(F.QuadPart);
-  }();
-  LARGE_INTEGER C;
-  QueryPerformanceCounter(&C);
-  return static_cast<double>(C.QuadPart) / LFrequency;
-}
 
 volatile DWORD GSink = 0;
 

@@ -5,6 +5,7 @@
 //   - the peer "buffered loop": the same lines gathered in a 64 KiB buffer, one WriteFile per full buffer;
 //   - the cost of a call whose level is filtered out, plain and with format arguments.
 // Exit code 0 when every goal is met, 1 when one is missed, 2 when the run itself failed.
+#include "BenchSupport.h"
 #include <algorithm>
 #include <atomic>
 #include <cstdarg>
@@ -23,6 +24,8 @@
 
 using namespace Ostravane;
 using Rtl::UnicodeString;
+
+using namespace OvBench;
 
 namespace {
 
@@ -49,21 +52,6 @@ constexpr double C_GOAL_BUFFERED_RATIO = 0.3;   // library / buffered loop, one 
 constexpr double C_GOAL_FILTERED_NS = 100.0;    // a filtered plain call, at most
 
 // ---- Time ---------------------------------------------------------------------------------------
-
-double Seconds(int64_t ATicks) {
-  static const double LFrequency = [] {
-    LARGE_INTEGER F;
-    QueryPerformanceFrequency(&F);
-    return static_cast<double>(F.QuadPart);
-  }();
-  return static_cast<double>(ATicks) / LFrequency;
-}
-
-int64_t Ticks() {
-  LARGE_INTEGER T;
-  QueryPerformanceCounter(&T);
-  return T.QuadPart;
-}
 
 // The count for which one run of ARun(ACount) lasts about ASeconds: grown until a run lasts the
 // probe's length, then scaled.
@@ -119,17 +107,6 @@ double RunThreads(int AThreads, const std::function<void(int)>& AWork) {
 }
 
 // ---- Output -------------------------------------------------------------------------------------
-
-void Print(const char* AFormat, ...) __attribute__((format(gnu_printf, 1, 2)));
-void Print(const char* AFormat, ...) {
-  va_list LArgs;
-  va_start(LArgs, AFormat);
-  std::vfprintf(stdout, AFormat, LArgs);
-  va_end(LArgs);
-  std::fflush(stdout);
-}
-
-const char* Verdict(bool AMet) { return AMet ? "met" : "MISSED"; }
 
 std::string Narrow(const UnicodeString& S) { return Rtl::UTF8Encode(S); }
 

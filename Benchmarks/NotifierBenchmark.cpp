@@ -6,6 +6,7 @@
 //     the same loop until its window procedure has run;
 //   - sent: EventNotifier::NotifySync to a method subscriber, against SendMessageW to the plain window.
 // Exit code 0 when every goal is met, 1 when one is missed, 2 when the run itself failed.
+#include "BenchSupport.h"
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -18,6 +19,8 @@
 
 using namespace Ostravane;
 
+using namespace OvBench;
+
 namespace {
 
 constexpr UINT C_MESSAGE = WM_APP + 0x42;
@@ -29,32 +32,6 @@ constexpr double C_PROBE_SECONDS = 0.1;   // the least length of the probe that 
 constexpr double C_GOAL_POSTED_RATIO = 1.5;
 
 // ---- Time and output ----------------------------------------------------------------------------
-
-double Seconds(int64_t ATicks) {
-  static const double LFrequency = [] {
-    LARGE_INTEGER F;
-    QueryPerformanceFrequency(&F);
-    return static_cast<double>(F.QuadPart);
-  }();
-  return static_cast<double>(ATicks) / LFrequency;
-}
-
-int64_t Ticks() {
-  LARGE_INTEGER T;
-  QueryPerformanceCounter(&T);
-  return T.QuadPart;
-}
-
-void Print(const char* AFormat, ...) __attribute__((format(gnu_printf, 1, 2)));
-void Print(const char* AFormat, ...) {
-  va_list LArgs;
-  va_start(LArgs, AFormat);
-  std::vfprintf(stdout, AFormat, LArgs);
-  va_end(LArgs);
-  std::fflush(stdout);
-}
-
-const char* Verdict(bool AMet) { return AMet ? "met" : "MISSED"; }
 
 // The count for which one run of ARun(ACount) lasts about C_FIGURE_SECONDS.
 uint64_t SizeRun(const std::function<double(uint64_t)>& ARun, uint64_t AFirstCount) {

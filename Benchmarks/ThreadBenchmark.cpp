@@ -3,6 +3,7 @@
 // Execute), and the same work inside a single-threaded COM apartment (a TThread procedure, which
 // always runs in one; the plain thread enters and leaves one too). Exit code 0 when the goal is met
 // in both, 1 when it is missed, 2 when the run failed.
+#include "BenchSupport.h"
 #include <objbase.h>
 
 #include <cstdio>
@@ -12,6 +13,8 @@
 #include "OvComponentsRTL.h"
 
 using namespace Ostravane;
+
+using namespace OvBench;
 
 namespace {
 
@@ -37,17 +40,6 @@ class TWorkThread : public TThread {
  protected:
   void Execute() override { InterlockedIncrement(&GWork); }
 };
-
-double Now() {
-  static const double LFrequency = [] {
-    LARGE_INTEGER F;
-    QueryPerformanceFrequency(&F);
-    return static_cast<double>(F.QuadPart);
-  }();
-  LARGE_INTEGER C;
-  QueryPerformanceCounter(&C);
-  return static_cast<double>(C.QuadPart) / LFrequency;
-}
 
 // Microseconds a start-and-finish of ACount runs of AOne, the best of C_ROUNDS rounds.
 template <typename F>
