@@ -118,11 +118,15 @@ void CommandLog(const std::vector<std::wstring>& AArgs) {
   Print(std::wstring(LText.data() + 1, LRead / 2 - 1));
 }
 
+void CommandModules(const std::vector<std::wstring>& AArgs);
+
 void CommandInfo(const std::vector<std::wstring>& AArgs) {
   if (!AArgs.empty()) throw EUsage{L"info takes no arguments"};
   CommandUnits({});
   Print(L"");
   CommandLog({});
+  Print(L"");
+  CommandModules({});
 }
 
 // ---- The message bus ------------------------------------------------------------------------------
@@ -289,7 +293,7 @@ struct TCommand {
 };
 
 const TCommand C_COMMANDS[] = {
-    {L"info", L"", L"units and log, in turn (the default)", &CommandInfo},
+    {L"info", L"", L"units, log and modules, in turn (the default)", &CommandInfo},
     {L"units", L"", L"the unit table, and each unit's start and stop", &CommandUnits},
     {L"log", L"[folder]", L"what the library's log keeps; with a folder, the lines reach a file there", &CommandLog},
     {L"notify", L"<name> [wparam]", L"broadcasts a shared message (SettingsChange, ...) to the desktop",
