@@ -1,5 +1,6 @@
 // The log file against real files: exact bytes of lines, buffering until the folder is known, the
 // size limit, sharing, names, levels, failures, threads and handles.
+#include <memory>
 #include <thread>
 
 #include "LogTestSupport.h"
@@ -11,22 +12,27 @@ namespace {
 
 using TLogFileTest = TLogTest;
 
-// Takes a log instance for the length of a test and gives it back on every way out.
-class TLogHolder {
- public:
-  explicit TLogHolder(const std::wstring& AName, int64_t AMaxFileSize = 0, bool ADirectWrite = true)
-      : FLog(TDebugLogFile::GetLogInstance(AName)) {
-    FLog->SetLogLevel(0x7fffffff);
-    FLog->SetMaxFileSize(AMaxFileSize);
-    FLog->SetDirectWrite(ADirectWrite);
-  }
-  ~TLogHolder() { TDebugLogFile::FreeLogInstance(FLog); }
-  TDebugLogFile* operator->() const { return FLog; }
-  TDebugLogFile& operator*() const { return *FLog; }
-
- private:
-  TDebugLogFile* FLog;
+// A log instance for the length of a test, given back on every way out.
+struct TFree {
+  void operator()(TDebugLogFile* F) const { TDebugLogFile::FreeLogInstance(F); }
 };
+std::unique_ptr<TDebugLogFile, TFree> Hold(const std::wstring& AName, int64_t AMaxFileSize = 0, bool ADirectWrite = true) {
+  std::unique_ptr<TDebugLogFile, TFree> L(TDebugLogFile::GetLogInstance(AName));
+  L->SetLogLevel(0x7fffffff);
+  L->SetMaxFileSize(AMaxFileSize);
+  L->SetDirectWrite(ADirectWrite);
+  return L;
+}
+
+// The body of a line of an empty module and a nil owner.
+std::wstring Plain(const std::wstring& AText) { return Columns(L"", L"unknown", AText); }
+
+// The bytes of a file, checked to begin with the UTF-16 LE mark.
+std::vector<unsigned char> MarkedBytes(const std::wstring& AFile) {
+  const std::vector<unsigned char> B = ReadFileBytes(AFile);
+  EXPECT_TRUE(B.size() >= 2 && B[0] == 0xFF && B[1] == 0xFE) << "no byte-order mark";
+  return B;
+}
 
 const std::wstring C_FIXED(81, L' ');
 
@@ -35,7 +41,7 @@ TEST_F(TLogFileTest, LinesHaveExactColumns) {
   SYSTEMTIME LBefore, LAfter;
   GetLocalTime(&LBefore);
   {
-    TLogHolder L(L"Columns", 0, false);
+    auto L = Hold(L"Columns", 0, false);
     const Rtl::TClassRecord LLongClass{L"TAClassNameOfTwentySixChars", nullptr};
     L->WriteLog(1, L"Module ", L"Hello", TDebugLogFile::StaticClass());
     L->WriteLog(1, L"M ", L"", nullptr);
@@ -54,11 +60,7 @@ TEST_F(TLogFileTest, LinesHaveExactColumns) {
   }
   GetLocalTime(&LAfter);
 
-  const std::vector<unsigned char> LBytes = ReadFileBytes(LogFile(L"Columns"));
-  ASSERT_GE(LBytes.size(), 2u);
-  EXPECT_EQ(LBytes[0], 0xFF);
-  EXPECT_EQ(LBytes[1], 0xFE);
-  const std::vector<std::wstring> LLines = Lines(L"Columns");
+  MarkedBytes(LogFile(L"Columns"));
   const std::vector<std::wstring> LExpected = {
       Columns(L"Module ", L"TDebugLogFile", L"Hello"),
       Columns(L"M ", L"unknown", L""),
@@ -71,18 +73,16 @@ TEST_F(TLogFileTest, LinesHaveExactColumns) {
       C_FIXED + L"  ",
       Columns(L"M ", L"unknown", L"日本語テキスト 𝄞 Příliš žluťoučký"),
   };
-  ASSERT_EQ(LLines.size(), LExpected.size());
-  for (size_t I = 0; I < LLines.size(); ++I) {
-    const bool LContinuation = LExpected[I].rfind(C_FIXED, 0) == 0;
-    if (LContinuation) {
-      EXPECT_EQ(LLines[I], LExpected[I]) << I;
-      continue;
+  std::vector<std::wstring> LLines = Lines(L"Columns");
+  ASSERT_FALSE(LLines.empty());
+  const std::wstring D = LLines[0];
+  for (std::wstring& S : LLines)
+    if (S.rfind(C_FIXED, 0) != 0) {
+      EXPECT_TRUE(IsDateColumn(S.substr(0, 24))) << testing::PrintToString(S);
+      S.erase(0, 24);
     }
-    ASSERT_TRUE(IsDateColumn(LLines[I].substr(0, 24))) << I;
-    EXPECT_EQ(LLines[I].substr(24), LExpected[I]) << I;
-  }
+  EXPECT_EQ(LLines, LExpected);
   // The date column is the local time of the line.
-  const std::wstring& D = LLines[0];
   SYSTEMTIME LLine{};
   ASSERT_EQ(swscanf(D.c_str(), L"%hu.%hu.%hu %hu:%hu:%hu.%hu", &LLine.wDay, &LLine.wMonth, &LLine.wYear, &LLine.wHour,
                     &LLine.wMinute, &LLine.wSecond, &LLine.wMilliseconds), 7);
@@ -98,7 +98,7 @@ TEST_F(TLogFileTest, LinesHaveExactColumns) {
 TEST_F(TLogFileTest, LevelsAndProcedureStacks) {
   UseTempFolder();
   {
-    TLogHolder L(L"Levels");
+    auto L = Hold(L"Levels");
     L->WriteLog(0, L"", L"level 0", nullptr);
     L->WriteLog(-1, L"", L"level -1", nullptr);
     L->WriteLog(0x7fffffff, L"", L"highest", nullptr);
@@ -129,14 +129,11 @@ TEST_F(TLogFileTest, LevelsAndProcedureStacks) {
     L->SetMaxFileSize(-5);
     EXPECT_EQ(L->GetMaxFileSize(), 0);
   }
-  std::vector<std::wstring> LBodies = Bodies(L"Levels");
-  ASSERT_EQ(LBodies.size(), 2u);
-  EXPECT_EQ(LBodies[0], Columns(L"", L"unknown", L"highest"));
-  EXPECT_EQ(LBodies[1], Columns(L"", L"unknown", L"passes"));
+  EXPECT_EQ(Bodies(L"Levels"), (std::vector<std::wstring>{Plain(L"highest"), Plain(L"passes")}));
 }
 
 TEST_F(TLogFileTest, LinesWaitInMemoryUntilTheFolderIsSet) {
-  TLogHolder L(L"Early");
+  auto L = Hold(L"Early");
   for (int I = 0; I < 3; ++I) L->WriteLog(1, L"", L"before " + std::to_wstring(I), nullptr);
   EXPECT_EQ(TDebugLogFileInspector::FileHandle(*L), nullptr) << "direct writes wait for the folder too";
   EXPECT_GT(TDebugLogFileInspector::Buffered(*L), 0u);
@@ -148,16 +145,14 @@ TEST_F(TLogFileTest, LinesWaitInMemoryUntilTheFolderIsSet) {
   EXPECT_EQ(TDebugLogFile::GetLogPath(), FTemp.Path()) << "the first folder wins";
   L->WriteLog(1, L"", L"after", nullptr);
   EXPECT_EQ(TDebugLogFileInspector::Buffered(*L), 0u);
-  EXPECT_EQ(Bodies(L"Early"), (std::vector<std::wstring>{Columns(L"", L"unknown", L"before 0"),
-                                                       Columns(L"", L"unknown", L"before 1"),
-                                                       Columns(L"", L"unknown", L"before 2"),
-                                                       Columns(L"", L"unknown", L"after")}));
+  EXPECT_EQ(Bodies(L"Early"),
+            (std::vector<std::wstring>{Plain(L"before 0"), Plain(L"before 1"), Plain(L"before 2"), Plain(L"after")}));
   EXPECT_FALSE(Rtl::FileExists(LOther.Path() + L"Early.log"));
 }
 
 TEST_F(TLogFileTest, BuffersUntil64KiBWithoutDirectWrite) {
   UseTempFolder();
-  TLogHolder L(L"Buffered", 0, false);
+  auto L = Hold(L"Buffered", 0, false);
   const std::wstring LMessage(100, L'x');  // 2 * (24 + 26 + 100 + 2) = 304 bytes a line
   int LLines = 0;
   while (TDebugLogFileInspector::FileHandle(*L) == nullptr) {
@@ -169,54 +164,48 @@ TEST_F(TLogFileTest, BuffersUntil64KiBWithoutDirectWrite) {
   EXPECT_EQ(ReadFileBytes(LogFile(L"Buffered")).size(), 2u + 304u * LLines);
 }
 
-TEST_F(TLogFileTest, SizeLimitCutsTheFileAndWritesTheMarkAgain) {
+TEST_F(TLogFileTest, SizeLimitCutsTheFileAndWritesTheMarkAgainAndOldFilesStayOnlyUnderALimit) {
   UseTempFolder();
   // A line of an empty module and a nil owner takes 2 * (24 + 26 + k + 2) = 104 + 2k bytes.
   const std::wstring LFirst(395, L'a');  // 2 (mark) + 894 = 896 bytes
   {
-    TLogHolder L(L"Limit1000", 1000);
+    auto L = Hold(L"Limit1000", 1000);
     L->WriteLog(1, L"", LFirst, nullptr);
     EXPECT_EQ(ReadFileBytes(LogFile(L"Limit1000")).size(), 896u);
     L->WriteLog(1, L"", L"", nullptr);  // 896 + 104 = 1000: still within the limit
     EXPECT_EQ(ReadFileBytes(LogFile(L"Limit1000")).size(), 1000u);
     L->WriteLog(1, L"", L"", nullptr);  // one line more: the file starts again
-    const std::vector<unsigned char> LBytes = ReadFileBytes(LogFile(L"Limit1000"));
-    ASSERT_EQ(LBytes.size(), 106u);
-    EXPECT_EQ(LBytes[0], 0xFF);
-    EXPECT_EQ(LBytes[1], 0xFE);
+    EXPECT_EQ(MarkedBytes(LogFile(L"Limit1000")).size(), 106u);
   }
   {
-    TLogHolder L(L"Limit999", 999);
+    auto L = Hold(L"Limit999", 999);
     L->WriteLog(1, L"", LFirst, nullptr);
     L->WriteLog(1, L"", L"last", nullptr);  // 896 + 112 > 999
-    EXPECT_EQ(Bodies(L"Limit999"), (std::vector<std::wstring>{Columns(L"", L"unknown", L"last")}));
+    EXPECT_EQ(Bodies(L"Limit999"), (std::vector<std::wstring>{Plain(L"last")}));
   }
-}
-
-TEST_F(TLogFileTest, OldFilesAreDeletedAtTheFirstOpenOnlyWithoutALimit) {
-  UseTempFolder();
+  // Old files are deleted at the first open only without a limit.
   const std::vector<unsigned char> LOld = Utf16Bytes(L"\xFEFFold line\r\n");
   WriteFileBytes(LogFile(L"Fresh"), LOld);
   WriteFileBytes(LogFile(L"Kept"), LOld);
   {
-    TLogHolder L(L"Fresh");
+    auto L = Hold(L"Fresh");
     L->WriteLog(1, L"", L"one", nullptr);
     L->WriteLog(1, L"", L"two", nullptr);
   }
-  EXPECT_EQ(Bodies(L"Fresh"), (std::vector<std::wstring>{Columns(L"", L"unknown", L"one"), Columns(L"", L"unknown", L"two")}));
+  EXPECT_EQ(Bodies(L"Fresh"), (std::vector<std::wstring>{Plain(L"one"), Plain(L"two")}));
   {
-    TLogHolder L(L"Kept", 1 << 20);
+    auto L = Hold(L"Kept", 1 << 20);
     L->WriteLog(1, L"", L"three", nullptr);
   }
   const std::vector<std::wstring> LKept = Lines(L"Kept");
   ASSERT_EQ(LKept.size(), 2u);
   EXPECT_EQ(LKept[0], L"old line") << "a log with a limit carries on, with no second mark";
-  EXPECT_EQ(LKept[1].substr(24), Columns(L"", L"unknown", L"three"));
+  EXPECT_EQ(LKept[1].substr(24), Plain(L"three"));
 }
 
 TEST_F(TLogFileTest, TheFileIsSharedWhileItGrows) {
   UseTempFolder();
-  TLogHolder L(L"Shared");
+  auto L = Hold(L"Shared");
   L->WriteLog(1, L"", L"first", nullptr);
   Rtl::TFileHandleOwner LReader(CreateFileW(LogFile(L"Shared").c_str(), GENERIC_READ | GENERIC_WRITE,
                                             FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr));
@@ -266,7 +255,7 @@ TEST_F(TLogFileTest, AFileThatCantBeOpenedIsNotTriedAgain) {
   // The process runs elevated, so a folder below a regular file makes the open fail.
   WriteFileBytes(FTemp.Path() + L"blocker", {1, 2, 3});
   TDebugLogFile::SetLogPath(FTemp.Path() + L"blocker\\logs");
-  TLogHolder L(L"Blocked");
+  auto L = Hold(L"Blocked");
   L->WriteLog(1, L"", L"lost", nullptr);
   EXPECT_EQ(TDebugLogFileInspector::FileHandle(*L), INVALID_HANDLE_VALUE);
   EXPECT_EQ(TDebugLogFileInspector::Buffered(*L), 0u) << "lines that can never reach a file aren't kept";
@@ -280,7 +269,7 @@ TEST_F(TLogFileTest, TwoThreadsLoseNoLineAndTearNone) {
   UseTempFolder();
   constexpr int C_LINES = 10000;
   {
-    TLogHolder L(L"Threads", 0, false);
+    auto L = Hold(L"Threads", 0, false);
     auto Writer = [&](wchar_t AThread) {
       for (int I = 0; I < C_LINES; ++I)
         L->WriteLog(1, L"Mod ", std::wstring(1, AThread) + L" " + std::to_wstring(I) + L" payload of the line", nullptr);
@@ -307,7 +296,7 @@ TEST_F(TLogFileTest, TwoThreadsLoseNoLineAndTearNone) {
 TEST_F(TLogFileTest, OpenCloseCyclesLeakNoHandles) {
   UseTempFolder();
   auto Cycle = [] {
-    TLogHolder L(L"Cycle");
+    auto L = Hold(L"Cycle");
     L->WriteLog(1, L"", L"open, write, close", nullptr);
   };
   Cycle();

@@ -21,6 +21,9 @@ using TTypedLogTest = TLogTest;
 using L = TTestLevel;
 
 const std::wstring C_MODULE = L"OvComponentsRTL.dll            ";  // padded to 30, then one blank
+// A line's columns after the date, for this module and a nil or a TDebugLogFile owner.
+std::wstring Nil(const std::wstring& ARest) { return Columns(C_MODULE, L"unknown", ARest); }
+std::wstring Own(const std::wstring& ARest) { return Columns(C_MODULE, L"TDebugLogFile", ARest); }
 
 class TTestLog : public TDebugLog<TTestLevel> {
  public:
@@ -36,7 +39,7 @@ std::wstring Decimal() {
   return LBuffer;
 }
 
-TEST_F(TTypedLogTest, BracketsValuesAndErrorsGiveTheExactLines) {
+TEST_F(TTypedLogTest, BracketsValuesErrorsAndEveryKindOfValueGiveTheExactLines) {
   UseTempFolder();
   {
     TTestLog LLog(L"Facade");
@@ -56,31 +59,8 @@ TEST_F(TTypedLogTest, BracketsValuesAndErrorsGiveTheExactLines) {
     LLog.EndProc(L::tlInfo);  // no BeginProc to match
     TDebugLog<TTestLevel> LLong(L"Facade", L"AModuleNameOfThirtyFiveCharactersXY", 0);
     LLong.WriteLog(L::tlInfo, L"long module");
-  }
-  const std::vector<std::wstring> LExpected = {
-      Columns(C_MODULE, L"TDebugLogFile", L"*** Load        ***"),
-      Columns(C_MODULE, L"TDebugLogFile", L"  Params: 1, abc"),
-      Columns(C_MODULE, L"TDebugLogFile", L"  Ready: True"),
-      Columns(C_MODULE, L"TDebugLogFile", L"  Count: 4294967295"),
-      Columns(C_MODULE, L"TDebugLogFile", L"  Delta: -5"),
-      Columns(C_MODULE, L"TDebugLogFile", L"  Name: 日本"),
-      Columns(C_MODULE, L"TDebugLogFile", L"  Open: (0x00000005) Access denied"),
-      Columns(C_MODULE, L"TDebugLogFile", L"  Call X: EOSError. failed"),
-      Columns(C_MODULE, L"TDebugLogFile", L"  Code of 7: (0x00000002) File not found"),
-      Columns(C_MODULE, L"TDebugLogFile", L"  n=42"),
-      Columns(C_MODULE, L"TDebugLogFile", L"DONE: Load(): OK"),
-      Columns(C_MODULE, L"TDebugLogFile", L""),
-      Columns(C_MODULE, L"unknown", L"DONE: "),
-      Columns(C_MODULE, L"unknown", L""),
-      Columns(L"AModuleNameOfThirtyFiveCharactersXY ", L"unknown", L"long module"),
-  };
-  EXPECT_EQ(Bodies(L"Facade"), LExpected);
-}
-
-TEST_F(TTypedLogTest, LogValuesShowsEveryKind) {
-  UseTempFolder();
-  {
-    TTestLog LLog(L"Kinds");
+    // LogValues shows every kind.
+    TTestLog LKinds(L"Kinds");
     Rtl::TStringList LList;
     const unsigned char LShort[] = "\x05short";
     VARIANT LVariant;
@@ -94,31 +74,34 @@ TEST_F(TTypedLogTest, LogValuesShowsEveryKind) {
     LStrange.VType = 99;
     const std::string LAnsi = "ansi";
     const std::wstring LUnicode = L"ünï";
-    LLog.LogValues(L::tlInfo, L"V",
-                   {-7, true, 'c', 1.5, Rtl::TVarRec::ShortString(LShort), reinterpret_cast<const void*>(0xABCD),
-                    "pchar", static_cast<const Rtl::TObject*>(&LList), static_cast<const Rtl::TObject*>(nullptr),
-                    TDebugLogFile::StaticClass(), static_cast<TClass>(nullptr), L'ж', L"wide", LAnsi,
-                    Rtl::TVarRec::Currency(15000), Rtl::TVarRec::Variant(&LVariant),
-                    Rtl::TVarRec::Interface(reinterpret_cast<IUnknown*>(0x1234)), Rtl::TVarRec::WideString(LBStr.Text),
-                    int64_t{-9000000000}, LUnicode, LStrange});
-    LLog.LogValues(L::tlInfo, L"E", {L"", L"", 5});
-    LLog.LogValues(L::tlInfo, L"F", {5, L"", 6});
-    LLog.LogValues(L::tlInfo, L"G", {});
+    LKinds.LogValues(L::tlInfo, L"V",
+                     {-7, true, 'c', 1.5, Rtl::TVarRec::ShortString(LShort), reinterpret_cast<const void*>(0xABCD),
+                      "pchar", static_cast<const Rtl::TObject*>(&LList), static_cast<const Rtl::TObject*>(nullptr),
+                      TDebugLogFile::StaticClass(), static_cast<TClass>(nullptr), L'ж', L"wide", LAnsi,
+                      Rtl::TVarRec::Currency(15000), Rtl::TVarRec::Variant(&LVariant),
+                      Rtl::TVarRec::Interface(reinterpret_cast<IUnknown*>(0x1234)), Rtl::TVarRec::WideString(LBStr.Text),
+                      int64_t{-9000000000}, LUnicode, LStrange});
+    LKinds.LogValues(L::tlInfo, L"E", {L"", L"", 5});
+    LKinds.LogValues(L::tlInfo, L"F", {5, L"", 6});
+    LKinds.LogValues(L::tlInfo, L"G", {});
   }
+  EXPECT_EQ(Bodies(L"Facade"),
+            (std::vector<std::wstring>{
+                Own(L"*** Load        ***"), Own(L"  Params: 1, abc"), Own(L"  Ready: True"), Own(L"  Count: 4294967295"),
+                Own(L"  Delta: -5"), Own(L"  Name: 日本"), Own(L"  Open: (0x00000005) Access denied"),
+                Own(L"  Call X: EOSError. failed"), Own(L"  Code of 7: (0x00000002) File not found"), Own(L"  n=42"),
+                Own(L"DONE: Load(): OK"), Own(L""), Nil(L"DONE: "), Nil(L""),
+                Columns(L"AModuleNameOfThirtyFiveCharactersXY ", L"unknown", L"long module")}));
   const std::wstring D = Decimal();
   EXPECT_EQ(Bodies(L"Kinds"),
             (std::vector<std::wstring>{
-                Columns(C_MODULE, L"unknown",
-                        L"V: -7, True, c, 1" + D + L"5, short, 0000ABCD, pchar, object TStringList, nil object, "
-                        L"class TDebugLogFile, nil class, ж, wide, ansi, 1" + D + L"5, 42, interface $00001234, bstr, "
-                        L"-9000000000, ünï, unknown"),
-                Columns(C_MODULE, L"unknown", L"E: 5"),
-                Columns(C_MODULE, L"unknown", L"F: 5, , 6"),
-                Columns(C_MODULE, L"unknown", L"G: "),
-            }));
+                Nil(L"V: -7, True, c, 1" + D + L"5, short, 0000ABCD, pchar, object TStringList, nil object, "
+                    L"class TDebugLogFile, nil class, ж, wide, ansi, 1" + D + L"5, 42, interface $00001234, bstr, "
+                    L"-9000000000, ünï, unknown"),
+                Nil(L"E: 5"), Nil(L"F: 5, , 6"), Nil(L"G: ")}));
 }
 
-TEST_F(TTypedLogTest, FilteredCallsChangeNothingButStillFormat) {
+TEST_F(TTypedLogTest, FilteredCallsChangeNothingButStillFormatLevelsAreClampedAndBdsDisablesTheLog) {
   UseTempFolder();
   {
     TTestLog LLog(L"Filtered");
@@ -135,10 +118,9 @@ TEST_F(TTypedLogTest, FilteredCallsChangeNothingButStillFormat) {
     EXPECT_THROW(LLog.WriteLog(L::tlInfo, L"%d", {L"text"}), Rtl::EConvertError);
     TDebugLogFile::FreeLogInstance(F);
   }
-  EXPECT_EQ(Bodies(L"Filtered"), (std::vector<std::wstring>{Columns(C_MODULE, L"unknown", L"shown")}));
-}
+  EXPECT_EQ(Bodies(L"Filtered"), (std::vector<std::wstring>{Nil(L"shown")}));
 
-TEST_F(TTypedLogTest, LevelIsClampedAndBdsDisablesTheLog) {
+  // The level is clamped to the type's range, and a log named bds is disabled.
   TTestLog LLog(L"Clamp");
   TDebugLogFile* F = TDebugLogFile::GetLogInstance(L"Clamp");
   F->SetLogLevel(0x7fffffff);
@@ -255,13 +237,9 @@ TEST(TypedLogProcessTest, ADebuggerPresentAtStartHearsEveryLine) {
     }
     ContinueDebugEvent(E.dwProcessId, E.dwThreadId, LContinue);
   }
-  const std::vector<std::wstring> LExpected = {
-      Columns(C_MODULE, L"TDebugLogFile", L"child line    "),
-      Columns(C_MODULE, L"unknown", L"*** Nested        ***    "),
-      Columns(C_MODULE, L"unknown", L"  inside    "),
-      Columns(C_MODULE, L"unknown", L"DONE: Nested    "),
-      Columns(C_MODULE, L"unknown", L"    "),
-  };
+  const std::vector<std::wstring> LExpected = {Own(L"child line    "), Nil(L"*** Nested        ***    "),
+                                               Nil(L"  inside    "), Nil(L"DONE: Nested    "), Nil(L"    ")};
+
   std::vector<std::wstring> LOurs;
   for (const std::wstring& S : LStrings)
     if (S.rfind(C_MODULE, 0) == 0) LOurs.push_back(S);

@@ -8,7 +8,9 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 #include <thread>
+#include <tuple>
 
 #include "ComponentTest.h"
 #include "Ostravane.DllRoutines.h"
@@ -50,6 +52,16 @@ uint32_t OSErrorOf(const std::function<void()>& AAction) {
   return 0;
 }
 
+// The Message of the EOstravaneInitException that AAction raises.
+std::wstring InitErrorOf(const std::function<void()>& AAction) {
+  try {
+    AAction();
+  } catch (const EOstravaneInitException& E) {
+    return E.Message;
+  }
+  return L"no exception";
+}
+
 TLibraryInfo Info(const wchar_t* AName, int32_t ACounter, uintptr_t AHandle, uint32_t AError = 0, uint32_t AFlag = 0) {
   return {AName, ACounter, AFlag, AHandle, AError};
 }
@@ -62,17 +74,14 @@ struct THookState {
   DWORD FailCode = 0;
   HMODULE MissingModule = nullptr;  // this module lacks MissingName (a name or an ordinal)
   const char* MissingName = nullptr;
-  bool FreeFails = false;
-  DWORD FreeCode = 0;
-  bool Throw = false;
-  std::function<void(const std::wstring&)> OnLoad;  // runs under FCSMain, before the system's load
+  std::optional<DWORD> FreeFails;  // FreeLibrary fails with this last error
+  std::function<void(const std::wstring&)> OnLoad;  // runs under the lock, before the system's load; may throw
   std::function<void(HMODULE)> OnFree;
 };
 THookState GHook;
 
 HMODULE WINAPI HookLoad(LPCWSTR AName, HANDLE AFile, DWORD AFlags) {
   GHook.Loads.push_back(AName);
-  if (GHook.Throw) throw Rtl::EConvertError(L"thrown by the loader");
   if (GHook.OnLoad) GHook.OnLoad(AName);
   if (!GHook.FailName.empty() && Rtl::SameText(AName, GHook.FailName)) {
     SetLastError(GHook.FailCode);
@@ -83,8 +92,7 @@ HMODULE WINAPI HookLoad(LPCWSTR AName, HANDLE AFile, DWORD AFlags) {
 BOOL WINAPI HookFree(HMODULE AModule) {
   if (GHook.OnFree) GHook.OnFree(AModule);
   if (!GHook.FreeFails) return FreeLibrary(AModule);
-  SetLastError(GHook.FreeCode);
-  return FALSE;
+  return SetLastError(*GHook.FreeFails), FALSE;
 }
 FARPROC WINAPI HookGetProcAddress(HMODULE AModule, LPCSTR AName) {
   const bool LMissing = AModule == GHook.MissingModule &&
@@ -263,15 +271,14 @@ TEST_F(DllRoutinesTest, TheResolverHookMakesLoadedModulesAndFunctionsMissing) {
   }
 }
 
-TEST_F(DllRoutinesTest, AFailedUnloadIsLoggedAndKeepsCounterAndHandle) {
+TEST_F(DllRoutinesTest, AFailedUnloadIsLoggedAndKeepsCounterAndHandleAndADestroyedItemGivesItsReferenceBack) {
   UseHook();
   TLibraryItem* LItem = DllRoutines::LoadLibrary(C_RESOURCES, 0);
   const uintptr_t LHandle = LItem->Handle();
-  GHook.FreeFails = true;
   // A failure without a code of its own reads as 6.
   for (const auto& [LCode, LText] : {std::pair{DWORD{5}, L"(0x00000005) Access denied"},
                                      std::pair{DWORD{0}, L"(0x00000006) Invalid handle"}}) {
-    GHook.FreeCode = LCode;
+    GHook.FreeFails = LCode;
     TLogCapture LLog;
     DllRoutines::FreeLibrary(LItem);
     EXPECT_EQ(DllLines(LLog), (std::vector<std::wstring>{L"Try unload library \"ComponentResources.dll\".",
@@ -279,12 +286,11 @@ TEST_F(DllRoutinesTest, AFailedUnloadIsLoggedAndKeepsCounterAndHandle) {
                                                              std::wstring(LText)}));
     EXPECT_EQ(DllRoutines::Libraries(), std::vector{Info(C_RESOURCES, 1, LHandle)});
   }
-  GHook.FreeFails = false;
+  GHook.FreeFails.reset();
   DllRoutines::FreeLibrary(LItem);
   EXPECT_FALSE(IsLoaded(C_RESOURCES));
-}
 
-TEST_F(DllRoutinesTest, AnItemDestroyedWithLoadsCountedGivesItsOneSystemReferenceBack) {
+  // An item destroyed with loads counted gives its one system reference back.
   HMODULE LOwn = LoadLibraryW(C_RESOURCES);  // the test's own reference
   ASSERT_NE(LOwn, nullptr);
   for (int I = 0; I < 3; ++I) DllRoutines::LoadLibrary(C_RESOURCES, 0);
@@ -319,7 +325,7 @@ TEST_F(DllRoutinesTest, AfterDoneTheRegistryIsGone) {
 
 // ---- Components ---------------------------------------------------------------------------------
 
-TEST_F(DllRoutinesTest, FactoriesHandOutObjectsUnderEitherName) {
+TEST_F(DllRoutinesTest, FactoriesHandOutObjectsUnderEitherNameAndRunOutsideTheLock) {
   IOvTestComponent* LObj = nullptr;
   DllRoutines::GetInstance(C_FACTORY, IID_IOvTestComponent, &LObj);
   ASSERT_NE(LObj, nullptr);
@@ -340,6 +346,26 @@ TEST_F(DllRoutinesTest, FactoriesHandOutObjectsUnderEitherName) {
   EXPECT_EQ(LComponent, C_COMPONENT_GET_INSTANCE);
   LObj->Release();
   LUnknown->Release();
+
+  // The factory waits for a thread of its own that uses the registry: were the factory called under
+  // the lock, the thread would wait for it, and the factory would give up after 10 s.
+  using TResult = std::tuple<DWORD, void*, int32_t>;  // the thread, its GetTickCount, its load counter
+  TResult LResult{0, nullptr, -1};
+  DllRoutines::GetAs<TComponentSetFactoryWait>(C_FACTORY, "ComponentSetFactoryWait")(
+      [](void* AResult) -> void WINAPI {
+        *static_cast<TResult*>(AResult) = {GetCurrentThreadId(), DllRoutines::Call(L"kernel32.dll", L"GetTickCount"),
+                                           DllRoutines::LoadLibrary(C_RESOURCES, 0)->LoadCounter()};
+        DllRoutines::FreeLibrary(C_RESOURCES);
+      },
+      &LResult);
+  LObj = nullptr;
+  EXPECT_EQ(DllRoutines::TryGetInstance(C_FACTORY, IID_IOvTestComponent, &LObj), S_OK);
+  ASSERT_NE(LObj, nullptr);
+  LObj->Release();
+  EXPECT_NE(std::get<0>(LResult), 0u);
+  EXPECT_NE(std::get<0>(LResult), GetCurrentThreadId());
+  EXPECT_EQ(std::get<1>(LResult), reinterpret_cast<void*>(&::GetTickCount));
+  EXPECT_EQ(std::get<2>(LResult), 1);
 }
 
 TEST_F(DllRoutinesTest, AFailedGetInstanceGivesTheExactCodeAndText) {
@@ -365,64 +391,28 @@ TEST_F(DllRoutinesTest, AFailedGetInstanceGivesTheExactCodeAndText) {
     if (!C.NullObj) {
       EXPECT_EQ(LObj, nullptr) << "the out parameter is cleared first";
     }
-    try {
-      DllRoutines::GetInstance(C.Library, *C.IID, LObjAddress);
-      ADD_FAILURE() << "no exception";
-    } catch (const EOstravaneInitException& E) {
-      EXPECT_EQ(E.Message, L"An error occurred while loading library \"" + std::wstring(C.Library) +
-                               L"\".\r\n\r\nError code: 0x" + C.Hex + L"\r\nError message: " + C.Text +
-                               L"\r\n\r\nIt may have been removed. Please reinstall the application. If the "
-                               L"problem persists, contact technical support.");
-    }
+    EXPECT_EQ(InitErrorOf([&] { DllRoutines::GetInstance(C.Library, *C.IID, LObjAddress); }),
+              L"An error occurred while loading library \"" + std::wstring(C.Library) + L"\".\r\n\r\nError code: 0x" +
+                  C.Hex + L"\r\nError message: " + C.Text +
+                  L"\r\n\r\nIt may have been removed. Please reinstall the application. If the "
+                  L"problem persists, contact technical support.");
   }
   EXPECT_EQ(DllRoutines::GetAs<TComponentObjectCount>(C_FACTORY, "ComponentObjectCount")(), 0);
 
   // An exception on the way is code 2 for GetInstance and E_UNEXPECTED for TryGetInstance; the lock
   // is left behind.
   UseHook();
-  GHook.Throw = true;
+  GHook.OnLoad = [](const std::wstring&) { throw Rtl::EConvertError(L"thrown by the loader"); };
   void* LObj = nullptr;
   EXPECT_EQ(DllRoutines::TryGetInstance(C_GET_INSTANCE, IID_IOvTestComponent, &LObj), E_UNEXPECTED);
-  try {
-    DllRoutines::GetInstance(C_GET_INSTANCE, IID_IOvTestComponent, &LObj);
-    ADD_FAILURE() << "no exception";
-  } catch (const EOstravaneInitException& E) {
-    EXPECT_NE(E.Message.find(L"\r\n\r\nError code: 0x00000002\r\nError message: File not found\r\n"),
-              std::wstring::npos);
-  }
-  GHook.Throw = false;
+  EXPECT_NE(InitErrorOf([&] { DllRoutines::GetInstance(C_GET_INSTANCE, IID_IOvTestComponent, &LObj); })
+                .find(L"\r\n\r\nError code: 0x00000002\r\nError message: File not found\r\n"),
+            std::wstring::npos);
+  GHook.OnLoad = nullptr;
   std::thread([] { EXPECT_NE(DllRoutines::Get(L"kernel32.dll", L"GetTickCount"), nullptr); }).join();
 }
 
-// The factory waits for a thread of its own that uses the registry: were the factory called under
-// the lock, the thread would wait for it, and the factory would give up after 10 s.
-struct TWaitResult {
-  DWORD ThreadId = 0;
-  void* Proc = nullptr;
-  int32_t Counter = -1;
-};
-void WINAPI UseTheRegistry(void* AResult) {
-  auto* R = static_cast<TWaitResult*>(AResult);
-  R->ThreadId = GetCurrentThreadId();
-  R->Proc = DllRoutines::Call(L"kernel32.dll", L"GetTickCount");
-  R->Counter = DllRoutines::LoadLibrary(C_RESOURCES, 0)->LoadCounter();
-  DllRoutines::FreeLibrary(C_RESOURCES);
-}
-
-TEST_F(DllRoutinesTest, TheFactoryRunsOutsideTheLock) {
-  TWaitResult LResult;
-  DllRoutines::GetAs<TComponentSetFactoryWait>(C_FACTORY, "ComponentSetFactoryWait")(&UseTheRegistry, &LResult);
-  IOvTestComponent* LObj = nullptr;
-  EXPECT_EQ(DllRoutines::TryGetInstance(C_FACTORY, IID_IOvTestComponent, &LObj), S_OK);
-  ASSERT_NE(LObj, nullptr);
-  LObj->Release();
-  EXPECT_NE(LResult.ThreadId, 0u);
-  EXPECT_NE(LResult.ThreadId, GetCurrentThreadId());
-  EXPECT_EQ(LResult.Proc, reinterpret_cast<void*>(&::GetTickCount));
-  EXPECT_EQ(LResult.Counter, 1);
-}
-
-TEST_F(DllRoutinesTest, FreeUnusedLibrariesKeepsWhatCantUnloadAndFreeAllLibrariesDoesNot) {
+TEST_F(DllRoutinesTest, FreeUnusedLibrariesKeepsWhatCantUnloadPassesAgainAfterFreeingAndFreeAllLibrariesDoesNot) {
   IOvTestComponent* LObj = nullptr;
   DllRoutines::GetInstance(C_FACTORY, IID_IOvTestComponent, &LObj);
   DllRoutines::FreeLibrary(DllRoutines::LoadLibrary(C_RESOURCES, 0));  // counter 0, no handle
@@ -451,9 +441,8 @@ TEST_F(DllRoutinesTest, FreeUnusedLibrariesKeepsWhatCantUnloadAndFreeAllLibrarie
   EXPECT_TRUE(DllRoutines::Libraries().empty());
   EXPECT_FALSE(IsLoaded(C_FACTORY));
   EXPECT_FALSE(IsLoaded(C_GET_INSTANCE));
-}
 
-TEST_F(DllRoutinesTest, FreeUnusedLibrariesPassesAgainWhileAPassFreedSomething) {
+  // Another pass while a pass freed something.
   for (const wchar_t* LName : {C_FACTORY_V1, C_FACTORY}) {
     IUnknown* LObj = nullptr;
     ASSERT_EQ(DllRoutines::TryGetInstance(LName, IID_IUnknownOwn, &LObj), S_OK);
@@ -472,11 +461,9 @@ TEST_F(DllRoutinesTest, FreeUnusedLibrariesPassesAgainWhileAPassFreedSomething) 
 TEST_F(DllRoutinesTest, GetVersionAsksForTheLongRecordThenTheShortOne) {
   DLLVERSIONINFO2 LInfo;
   ASSERT_TRUE(DllRoutines::GetVersion(C_FACTORY, LInfo));
-  EXPECT_EQ(LInfo.info1.cbSize, 32u);
-  EXPECT_EQ(LInfo.info1.dwMajorVersion, 6u);
-  EXPECT_EQ(LInfo.info1.dwMinorVersion, 1u);
-  EXPECT_EQ(LInfo.info1.dwBuildNumber, 7601u);
-  EXPECT_EQ(LInfo.info1.dwPlatformID, 2u);
+  EXPECT_EQ((std::vector<DWORD>{LInfo.info1.cbSize, LInfo.info1.dwMajorVersion, LInfo.info1.dwMinorVersion,
+                                 LInfo.info1.dwBuildNumber, LInfo.info1.dwPlatformID}),
+            (std::vector<DWORD>{32, 6, 1, 7601, 2}));
   EXPECT_EQ(LInfo.ullVersion, MAKEDLLVERULL(6, 1, 7601, 0));
   EXPECT_FALSE(IsLoaded(C_FACTORY)) << "the load lasts as long as the call";
   EXPECT_EQ(DllRoutines::Libraries(), std::vector{Info(C_FACTORY, 0, 0)});
@@ -486,10 +473,9 @@ TEST_F(DllRoutinesTest, GetVersionAsksForTheLongRecordThenTheShortOne) {
   EXPECT_EQ(LInfo.info1.cbSize, 20u);
   EXPECT_EQ(LInfo.info1.dwMinorVersion, 2u);
   EXPECT_EQ(LInfo.ullVersion, 0u);
-  DWORD LSizes[4] = {};
-  EXPECT_EQ(DllRoutines::GetAs<TComponentVersionSizes>(C_FACTORY_V1, "ComponentVersionSizes")(LSizes, 4), 2);
-  EXPECT_EQ(LSizes[0], 32u);
-  EXPECT_EQ(LSizes[1], 20u);
+  std::vector<DWORD> LSizes(4);
+  EXPECT_EQ(DllRoutines::GetAs<TComponentVersionSizes>(C_FACTORY_V1, "ComponentVersionSizes")(LSizes.data(), 4), 2);
+  EXPECT_EQ(LSizes, (std::vector<DWORD>{32, 20, 0, 0}));
   EXPECT_EQ(DllRoutines::GetItemByName(C_FACTORY_V1)->LoadCounter(), 1);
 
   for (const wchar_t* LName : {C_RESOURCES, C_MISSING}) {
@@ -583,52 +569,39 @@ TEST_F(DllRoutinesTest, LockHoldsOtherThreadsCallsAndIsReentrant) {
 
 // ---- Concurrency --------------------------------------------------------------------------------
 
-using TRtlNtStatusToDosError = ULONG(WINAPI*)(LONG AStatus);
-constexpr int C_CALLS = 10000;
-struct TWork {
-  std::atomic<int> Failures{0};
-  std::atomic<bool> Done{false};
-};
-
-DWORD WINAPI CallTwoModules(void* AWork) {
-  auto* W = static_cast<TWork*>(AWork);
-  for (int I = 0; I < C_CALLS; ++I) {
-    const bool LOk =
-        I % 2 ? DllRoutines::CallAs<decltype(&::GetCurrentThreadId)>(L"kernel32.dll", "GetCurrentThreadId")() ==
-                    GetCurrentThreadId()
-              : DllRoutines::CallAs<TRtlNtStatusToDosError>(L"ntdll.dll", "RtlNtStatusToDosError")(
-                    static_cast<LONG>(0xC0000034)) == ERROR_FILE_NOT_FOUND;
-    if (!LOk) ++W->Failures;
-  }
-  return 0;
-}
-
-// Meanwhile a third library comes and goes, and the registry is swept.
-DWORD WINAPI LoadAndSweep(void* AWork) {
-  auto* W = static_cast<TWork*>(AWork);
-  while (!W->Done) {
-    DllRoutines::FreeLibrary(DllRoutines::LoadLibrary(C_RESOURCES, 0));
-    DllRoutines::FreeUnusedLibraries();
-  }
-  return 0;
-}
-
+// Eight threads call two modules ten thousand times each while a third library comes and goes and
+// the registry is swept.
 TEST_F(DllRoutinesTest, EightThreadsCallTwoModulesTenThousandTimesEach) {
-  constexpr int C_THREADS = 8;
-  TWork LWork;
+  using TRtlNtStatusToDosError = ULONG(WINAPI*)(LONG AStatus);
+  static std::atomic<int> SFailures;
+  static std::atomic<bool> SDone;
+  SFailures = 0;
+  SDone = false;
+  const LPTHREAD_START_ROUTINE LCallTwoModules = [](void*) -> DWORD WINAPI {
+    for (int I = 0; I < 10000; ++I)
+      if (!(I % 2 ? DllRoutines::CallAs<decltype(&::GetCurrentThreadId)>(L"kernel32.dll", "GetCurrentThreadId")() ==
+                        GetCurrentThreadId()
+                  : DllRoutines::CallAs<TRtlNtStatusToDosError>(L"ntdll.dll", "RtlNtStatusToDosError")(
+                        static_cast<LONG>(0xC0000034)) == ERROR_FILE_NOT_FOUND))
+        ++SFailures;
+    return 0;
+  };
+  const LPTHREAD_START_ROUTINE LLoadAndSweep = [](void*) -> DWORD WINAPI {
+    for (; !SDone; DllRoutines::FreeUnusedLibraries()) DllRoutines::FreeLibrary(DllRoutines::LoadLibrary(C_RESOURCES, 0));
+    return 0;
+  };
   const size_t LHandlesBefore = CountProcessHandles();
   {
     std::vector<Rtl::THandleOwner> LThreads;
-    for (int I = 0; I < C_THREADS; ++I)
-      LThreads.emplace_back(CreateThread(nullptr, 0, &CallTwoModules, &LWork, 0, nullptr));
-    Rtl::THandleOwner LMixerThread(CreateThread(nullptr, 0, &LoadAndSweep, &LWork, 0, nullptr));
     std::vector<HANDLE> LHandles;
-    for (const auto& H : LThreads) LHandles.push_back(H.get());
-    ASSERT_EQ(WaitForMultipleObjects(C_THREADS, LHandles.data(), TRUE, 120000), WAIT_OBJECT_0) << "deadlock";
-    LWork.Done = true;
+    for (int I = 0; I < 8; ++I)
+      LHandles.push_back(LThreads.emplace_back(CreateThread(nullptr, 0, LCallTwoModules, nullptr, 0, nullptr)).get());
+    Rtl::THandleOwner LMixerThread(CreateThread(nullptr, 0, LLoadAndSweep, nullptr, 0, nullptr));
+    ASSERT_EQ(WaitForMultipleObjects(8, LHandles.data(), TRUE, 120000), WAIT_OBJECT_0) << "deadlock";
+    SDone = true;
     ASSERT_EQ(WaitForSingleObject(LMixerThread.get(), 30000), WAIT_OBJECT_0);
   }
-  EXPECT_EQ(LWork.Failures.load(), 0);
+  EXPECT_EQ(SFailures.load(), 0);
   EXPECT_EQ(DllRoutines::GetItemByName(L"kernel32.dll")->LoadCounter(), 1);
   EXPECT_EQ(DllRoutines::GetItemByName(L"ntdll.dll")->LoadCounter(), 1);
   EXPECT_EQ(CountProcessHandles(), LHandlesBefore);
