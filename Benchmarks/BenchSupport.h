@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 
 namespace OvBench {
 
@@ -38,5 +39,16 @@ inline void Print(const char* AFormat, ...) {
 }
 
 inline const char* Verdict(bool AMet) { return AMet ? "met" : "MISSED"; }
+
+// A benchmark's exit code: ARun's own (0 every goal met, 1 one missed), or 2 when the run failed.
+// The library's exceptions give their message as UTF-8 through what().
+inline int RunBenchmark(const char* AName, int (*ARun)()) {
+  try {
+    return ARun();
+  } catch (const std::exception& E) {
+    std::fprintf(stderr, "%s: %s\n", AName, E.what());
+    return 2;
+  }
+}
 
 }  // namespace OvBench

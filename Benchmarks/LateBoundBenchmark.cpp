@@ -116,11 +116,4 @@ int Run() {
 
 }  // namespace
 
-int main() {
-  try {
-    return Run();
-  } catch (const std::exception& E) {
-    std::fprintf(stderr, "LateBoundBenchmark: %s\n", E.what());
-    return 2;
-  }
-}
+int main() { return RunBenchmark("LateBoundBenchmark", &Run); }

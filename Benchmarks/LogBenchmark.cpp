@@ -412,13 +412,4 @@ int Run() {
 
 }  // namespace
 
-int main() {
-  try {
-    return Run();
-  } catch (const Rtl::Exception& E) {
-    std::fprintf(stderr, "LogBenchmark: %s\n", Rtl::UTF8Encode(E.Message).c_str());
-  } catch (const std::exception& E) {
-    std::fprintf(stderr, "LogBenchmark: %s\n", E.what());
-  }
-  return 2;
-}
+int main() { return RunBenchmark("LogBenchmark", &Run); }

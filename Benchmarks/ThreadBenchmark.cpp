@@ -101,11 +101,4 @@ int Run() {
 
 }  // namespace
 
-int main() {
-  try {
-    return Run();
-  } catch (const std::exception& E) {
-    std::fprintf(stderr, "ThreadBenchmark: %s\n", E.what());
-    return 2;
-  }
-}
+int main() { return RunBenchmark("ThreadBenchmark", &Run); }

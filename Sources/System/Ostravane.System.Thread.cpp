@@ -256,29 +256,29 @@ void TThread::operator delete(TThread* AThread, std::destroying_delete_t) {
   ::operator delete(LMostDerived);
 }
 
+TThread* TThread::Started(std::unique_ptr<TThread> AThread, int32_t ACoFlag) {
+  AThread->FCoFlag = ACoFlag;
+  AThread->AfterConstruction();
+  return AThread.release();
+}
+
 TThread* TThread::CreateWith(TProcThread AProc1, TProc AProc2, bool ACreateSuspended, int32_t ACoFlag) {
   std::unique_ptr<TThread> LThread(new TThread(ACreateSuspended));
   LThread->FExecProcAnonim1 = std::move(AProc1);
   LThread->FExecProcAnonim2 = std::move(AProc2);
-  LThread->FCoFlag = ACoFlag;
-  LThread->AfterConstruction();
-  return LThread.release();
+  return Started(std::move(LThread), ACoFlag);
 }
 
 TThread* TThread::Create(TExecProcObject AProc, bool ACreateSuspended, int32_t ACoFlag) {
   std::unique_ptr<TThread> LThread(new TThread(ACreateSuspended));
   LThread->FExecProcObject = AProc;
-  LThread->FCoFlag = ACoFlag;
-  LThread->AfterConstruction();
-  return LThread.release();
+  return Started(std::move(LThread), ACoFlag);
 }
 
 TThread* TThread::Create(TExecProcClass AProc, bool ACreateSuspended, int32_t ACoFlag) {
   std::unique_ptr<TThread> LThread(new TThread(ACreateSuspended));
   LThread->FExecProcClass = AProc;
-  LThread->FCoFlag = ACoFlag;
-  LThread->AfterConstruction();
-  return LThread.release();
+  return Started(std::move(LThread), ACoFlag);
 }
 
 void TThread::AfterConstruction() {

@@ -139,6 +139,8 @@ class OVRTL_API TThread : public Rtl::TObject {
   friend class TInternalThread;
 
   static TThread* CreateWith(TProcThread AProc1, TProc AProc2, bool ACreateSuspended, int32_t ACoFlag);
+  // Sets the apartment of a thread made with its procedure, and starts it unless made suspended.
+  static TThread* Started(std::unique_ptr<TThread> AThread, int32_t ACoFlag);
   static TInternalThread* GetThreadPool(TThread* AThread);
   static void FreeThreadPool(TThread* AThread, TInternalThread* AInternalThread);
   static void CheckThreadError(uint32_t AErrorCode);
