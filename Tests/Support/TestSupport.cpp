@@ -104,7 +104,25 @@ bool TLogCapture::Logged(const std::wstring& AText) const {
   return false;
 }
 
+namespace {
+size_t ReadProcessHandleCount();
+}  // namespace
+
 size_t CountProcessHandles() {
+  // Threads that are still starting (the library's pool, right after its start) open handles of
+  // their own for a moment: the count is taken once three readings in a row agree.
+  size_t LLast = ReadProcessHandleCount(), LSame = 1;
+  for (int LRound = 0; LSame < 3 && LRound < 150; ++LRound) {
+    Sleep(20);
+    const size_t LNow = ReadProcessHandleCount();
+    LSame = LNow == LLast ? LSame + 1 : 1;
+    LLast = LNow;
+  }
+  return LLast;
+}
+
+namespace {
+size_t ReadProcessHandleCount() {
   struct THandleEntry {  // SYSTEM_HANDLE_TABLE_ENTRY_INFO as Wine fills it
     ULONG OwnerPid;
     BYTE ObjectType;
@@ -136,6 +154,7 @@ size_t CountProcessHandles() {
     if (LInfo->Handles[I].OwnerPid == LPid) ++LCount;
   return LCount;
 }
+}  // namespace
 
 size_t CountProcessThreads() {
   TFileHandleOwner LSnapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));

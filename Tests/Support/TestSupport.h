@@ -48,6 +48,7 @@ class TLogCapture {
 
 // Handles the process holds now. Wine's GetProcessHandleCount always answers 0, so this reads the
 // system's handle table (NtQuerySystemInformation, class 16) and keeps this process's entries.
+// The count is taken once it has settled (three readings 20 ms apart agree, at most 3 s).
 size_t CountProcessHandles();
 // Threads of the process now (a tool-help snapshot).
 size_t CountProcessThreads();
