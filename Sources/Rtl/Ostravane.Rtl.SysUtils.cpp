@@ -20,6 +20,8 @@ OV_IMPLEMENT_CLASS(EConvertError, &Exception::ClassRecord)
 OV_IMPLEMENT_CLASS(EInvalidCast, &Exception::ClassRecord)
 OV_IMPLEMENT_CLASS(EThread, &Exception::ClassRecord)
 OV_IMPLEMENT_CLASS(EAbort, &Exception::ClassRecord)
+OV_IMPLEMENT_CLASS(EOleError, &Exception::ClassRecord)
+OV_IMPLEMENT_CLASS(EOleSysError, &EOleError::ClassRecord)
 
 void Abort() { throw EAbort(L"Operation aborted"); }
 
@@ -48,6 +50,16 @@ const char* Exception::what() const noexcept { return FWhat.c_str(); }
 
 EOSError::EOSError(UnicodeString AMessage, uint32_t AErrorCode)
     : Exception(std::move(AMessage)), ErrorCode(AErrorCode) {}
+
+EOleSysError::EOleSysError(UnicodeString AMessage, HRESULT AErrorCode)
+    : EOleError(std::move(AMessage)), ErrorCode(AErrorCode) {}
+
+void OleCheck(HRESULT AResult) {
+  if (SUCCEEDED(AResult)) return;
+  UnicodeString LMessage = SysErrorMessage(static_cast<uint32_t>(AResult));
+  if (LMessage.empty()) LMessage = L"OLE error " + IntToHex(static_cast<uint32_t>(AResult), 8);
+  throw EOleSysError(LMessage, AResult);
+}
 
 // ---- Mixed value lists ------------------------------------------------------------------------
 
@@ -300,6 +312,39 @@ bool SameText(const UnicodeString& S1, const UnicodeString& S2) {
                               static_cast<int>(S2.size()), TRUE) == CSTR_EQUAL;
 }
 
+UnicodeString AnsiUpperCase(const UnicodeString& S) {
+  UnicodeString LResult = S;
+  if (!LResult.empty()) CharUpperBuffW(LResult.data(), static_cast<DWORD>(LResult.size()));
+  return LResult;
+}
+
+UnicodeString StringReplace(const UnicodeString& S, const UnicodeString& AOldPattern, const UnicodeString& ANewPattern,
+                            TReplaceFlags AFlags) {
+  if (AOldPattern.empty()) return S;
+  // Upper case keeps every character where it stands, so positions found in the upper-case copy
+  // hold in S.
+  const bool LIgnoreCase = AFlags & rfIgnoreCase;
+  const UnicodeString LText = LIgnoreCase ? AnsiUpperCase(S) : S;
+  const UnicodeString LPattern = LIgnoreCase ? AnsiUpperCase(AOldPattern) : AOldPattern;
+  UnicodeString LResult;
+  size_t LFrom = 0;
+  for (size_t LAt = LText.find(LPattern); LAt != UnicodeString::npos; LAt = LText.find(LPattern, LFrom)) {
+    LResult.append(S, LFrom, LAt - LFrom).append(ANewPattern);
+    LFrom = LAt + LPattern.size();
+    if (!(AFlags & rfReplaceAll)) break;
+  }
+  return LResult.append(S, LFrom, UnicodeString::npos);
+}
+
+UnicodeString AnsiQuotedStr(const UnicodeString& S, wchar_t AQuote) {
+  UnicodeString LResult(1, AQuote);
+  for (const wchar_t C : S) {
+    if (C == AQuote) LResult += AQuote;
+    LResult += C;
+  }
+  return LResult += AQuote;
+}
+
 UnicodeString IntToStr(int64_t AValue) {
   return AValue < 0 ? L"-" + UIntToStr(0 - static_cast<uint64_t>(AValue)) : UIntToStr(AValue);
 }
@@ -443,6 +488,10 @@ UnicodeString ChangeFileExt(const UnicodeString& AFileName, const UnicodeString&
 UnicodeString IncludeTrailingPathDelimiter(const UnicodeString& S) {
   if (!S.empty() && S.back() == L'\\') return S;
   return S + L'\\';
+}
+
+UnicodeString ExcludeTrailingPathDelimiter(const UnicodeString& S) {
+  return !S.empty() && S.back() == L'\\' ? S.substr(0, S.size() - 1) : S;
 }
 
 bool FileExists(const UnicodeString& AFileName) {

@@ -51,6 +51,18 @@ OV_DECLARE_EXCEPTION(EThread, Exception)
 // The silent exception: it ends an operation without being shown.
 OV_DECLARE_EXCEPTION(EAbort, Exception)
 
+// A failed result of the component model; ErrorCode holds the HRESULT.
+OV_DECLARE_EXCEPTION(EOleError, Exception)
+class OVRTL_API EOleSysError : public EOleError {
+  OV_OBJECT_CLASS
+ public:
+  EOleSysError(UnicodeString AMessage, HRESULT AErrorCode);
+  HRESULT ErrorCode;
+};
+
+// Raises EOleSysError for a failed HRESULT, with the system's text for it.
+OVRTL_API void OleCheck(HRESULT AResult);
+
 // Raises the silent EAbort.
 [[noreturn]] OVRTL_API void Abort();
 
@@ -158,6 +170,16 @@ OVRTL_API UnicodeString Format(const UnicodeString& AFormat, const TVarRec* AArg
 
 OVRTL_API UnicodeString Trim(const UnicodeString& S);
 OVRTL_API bool SameText(const UnicodeString& S1, const UnicodeString& S2);
+// Upper case by the system's rules (the same length as S).
+OVRTL_API UnicodeString AnsiUpperCase(const UnicodeString& S);
+enum TReplaceFlag : uint8_t { rfReplaceAll = 1, rfIgnoreCase = 2 };
+using TReplaceFlags = uint8_t;
+// The first occurrence of AOldPattern, or every one with rfReplaceAll, replaced by ANewPattern;
+// rfIgnoreCase compares by AnsiUpperCase. An empty pattern replaces nothing.
+OVRTL_API UnicodeString StringReplace(const UnicodeString& S, const UnicodeString& AOldPattern,
+                                      const UnicodeString& ANewPattern, TReplaceFlags AFlags);
+// S between two AQuote characters, each AQuote inside doubled.
+OVRTL_API UnicodeString AnsiQuotedStr(const UnicodeString& S, wchar_t AQuote);
 OVRTL_API UnicodeString IntToStr(int64_t AValue);
 OVRTL_API UnicodeString IntToHex(uint64_t AValue, int ADigits);
 OVRTL_API UnicodeString FloatToStr(long double AValue);
@@ -174,6 +196,7 @@ OVRTL_API UnicodeString ExtractFileName(const UnicodeString& AFileName);
 OVRTL_API UnicodeString ExtractFilePath(const UnicodeString& AFileName);
 OVRTL_API UnicodeString ChangeFileExt(const UnicodeString& AFileName, const UnicodeString& AExtension);
 OVRTL_API UnicodeString IncludeTrailingPathDelimiter(const UnicodeString& S);
+OVRTL_API UnicodeString ExcludeTrailingPathDelimiter(const UnicodeString& S);
 OVRTL_API bool FileExists(const UnicodeString& AFileName);
 OVRTL_API bool DirectoryExists(const UnicodeString& ADirectory);
 OVRTL_API bool DeleteFile(const UnicodeString& AFileName);

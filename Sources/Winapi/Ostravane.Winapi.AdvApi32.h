@@ -34,20 +34,30 @@ class OVRTL_API AdvApi32 final {
   OV_LATE_BOUND(NtStatus, LsaClose, "LsaClose", ::LsaClose)
   OV_LATE_BOUND(NtStatus, LsaFreeMemory, "LsaFreeMemory", ::LsaFreeMemory)
   OV_LATE_BOUND(NtStatus, LsaStorePrivateData, "LsaStorePrivateData", ::LsaStorePrivateData)
-  OV_LATE_BOUND(NtStatus, LsaRetrievePrivateData, "LsaRetrievePrivateData", ::LsaRetrievePrivateData)
-  OV_LATE_BOUND(RaiseOnFailure, ConvertSidToStringSid, "ConvertSidToStringSidW", ::ConvertSidToStringSidW)
+  // True for a value read, false without an exception for a key that holds none
+  // (STATUS_OBJECT_NAME_NOT_FOUND); any other status raises as the NtStatus kind.
+  static bool LsaRetrievePrivateData(LSA_HANDLE PolicyHandle, PLSA_UNICODE_STRING KeyName,
+                                     PLSA_UNICODE_STRING& PrivateData);
+  // The SID in its text form ("S-1-5-18"); EOSError with GetLastError when the system refuses it.
+  static UnicodeString ConvertSidToStringSid(PSID Sid);
   OV_LATE_BOUND(Boolean, ConvertStringSidToSid, "ConvertStringSidToSidW", ::ConvertStringSidToSidW)
   // "RegDeleteKeyExW" when samDesired asks for a registry view (KEY_WOW64_32KEY or KEY_WOW64_64KEY)
   // and the system has it; otherwise, and without it, "RegDeleteKeyW" (which ignores samDesired and
   // Reserved). The system's result; EOSError only when the function that runs is missing.
   static LONG RegDeleteKeyEx(HKEY hKey, TWideArg lpSubKey, REGSAM samDesired, DWORD Reserved);
-  OV_LATE_BOUND(Boolean, GetTokenInformation, "GetTokenInformation", ::GetTokenInformation)
+  // The token's information of class AClass in a block made for it (AInfo, ASize bytes), which the
+  // caller frees with LocalFree. EOSError with GetLastError when the size can't be had or the query
+  // fails; then nothing is left allocated.
+  static void GetTokenInformation(HANDLE AToken, TOKEN_INFORMATION_CLASS AClass, void*& AInfo, DWORD& ASize);
   OV_LATE_BOUND_NIL(Boolean, CreateProcessWithToken, "CreateProcessWithTokenW", ::CreateProcessWithTokenW)
   OV_LATE_BOUND_NIL(Boolean, CreateProcessAsUser, "CreateProcessAsUserW", ::CreateProcessAsUserW)
   OV_LATE_BOUND(Boolean, InitiateSystemShutdownEx, "InitiateSystemShutdownExW", ::InitiateSystemShutdownExW)
   OV_LATE_BOUND(Boolean, ConvertStringSecurityDescriptorToSecurityDescriptor,
                 "ConvertStringSecurityDescriptorToSecurityDescriptorW", ::ConvertStringSecurityDescriptorToSecurityDescriptorW)
-  OV_LATE_BOUND(Boolean, LookupAccountSid, "LookupAccountSidW", ::LookupAccountSidW)
+  // The account's name and domain (an empty ASystemName: this machine); false when the system
+  // knows no name for ASid. AUse takes the account's kind for the time of the call only.
+  static bool LookupAccountSid(const UnicodeString& ASystemName, PSID ASid, UnicodeString& AName,
+                               UnicodeString& ADomain, DWORD AUse);
   OV_LATE_BOUND(Boolean, CredEnumerate, "CredEnumerateW", ::CredEnumerateW)
   OV_LATE_BOUND(Boolean, CredDelete, "CredDeleteW", ::CredDeleteW)
   OV_LATE_BOUND(Plain, GetNamedSecurityInfo, "GetNamedSecurityInfoW", ::GetNamedSecurityInfoW)
@@ -76,7 +86,9 @@ class OVRTL_API AdvApi32 final {
   OV_LATE_BOUND(Boolean, CryptSetKeyParam, "CryptSetKeyParam", ::CryptSetKeyParam)
   OV_LATE_BOUND(Boolean, CryptGetKeyParam, "CryptGetKeyParam", ::CryptGetKeyParam)
   OV_LATE_BOUND(Boolean, CryptSetProvider, "CryptSetProviderW", ::CryptSetProviderW)
-  OV_LATE_BOUND(Boolean, CryptGetDefaultProvider, "CryptGetDefaultProviderW", ::CryptGetDefaultProviderW)
+  // The default provider's name of a provider type; pszProvName empty when there is none.
+  static BOOL CryptGetDefaultProvider(DWORD dwProvType, DWORD* pdwReserved, DWORD dwFlags,
+                                      UnicodeString& pszProvName);
 };
 
 }  // namespace Ostravane

@@ -72,6 +72,11 @@ struct TWrapperArg<const wchar_t*, AEmptyIsNil> {
   using Type = std::conditional_t<AEmptyIsNil, TWideArgOrNil, TWideArg>;
 };
 
+// Cuts a string that a system function filled at its first NUL.
+inline void CutAtNul(Rtl::UnicodeString& S) noexcept {
+  if (const size_t LAt = S.find(L'\0'); LAt != Rtl::UnicodeString::npos) S.resize(LAt);
+}
+
 // Raises EOSError for an NT status other than 0, with the system error code it stands for.
 OVRTL_API void CheckNtStatus(LONG AStatus);
 

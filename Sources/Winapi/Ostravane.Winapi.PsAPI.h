@@ -17,9 +17,12 @@ class OVRTL_API PsAPI final {
   // A function of the module; EOSError (the load error, or 1 when it is missing).
   static void* Call(const UnicodeString& AProcName);
 
-  // Both raise EOSError with GetLastError when the system answers 0 characters.
-  OV_LATE_BOUND(RaiseOnFailure, GetProcessImageFileName, "GetProcessImageFileNameW", ::GetProcessImageFileNameW)
-  OV_LATE_BOUND(RaiseOnFailure, GetModuleFileNameEx, "GetModuleFileNameExW", ::GetModuleFileNameExW)
+  // The process's image in the device form ("\Device\HarddiskVolume1\..."), and a module's file
+  // name (hModule 0: the program's); both raise EOSError with GetLastError when the system answers
+  // 0 characters. Up to 4096 characters.
+  static UnicodeString GetProcessImageFileName(HANDLE hProcess);
+  static UnicodeString GetModuleFileNameEx(HANDLE hProcess, HMODULE hModule);
+  static constexpr DWORD C_NAME_CAPACITY = 4096;
   OV_LATE_BOUND(Boolean, GetPerformanceInfo, "GetPerformanceInfo", ::GetPerformanceInfo)
 };
 

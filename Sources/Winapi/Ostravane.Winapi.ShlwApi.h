@@ -15,6 +15,9 @@ class OVRTL_API ShlwAPI final {
   // Whether the system is of the kind dwOS (OS_WOW6432, OS_NT, ...), by the export of ordinal 437;
   // false when the module or the function is missing. Never raises.
   static bool IsOS(DWORD dwOS) noexcept;
+  // The program and the parameters of a command line, as Shell32.CommandLineToArgv splits it.
+  static UnicodeString PathRemoveArgs(const UnicodeString& ACommand);
+  static UnicodeString PathGetArgs(const UnicodeString& ACommand);
 };
 
 }  // namespace Ostravane

@@ -19,7 +19,8 @@ class OVRTL_API User32 final {
 
   OV_LATE_BOUND(Plain, GetShellWindow, "GetShellWindow", ::GetShellWindow)
   OV_LATE_BOUND(Plain, PrivateExtractIcons, "PrivateExtractIconsW", ::PrivateExtractIconsW)
-  OV_LATE_BOUND(Plain, GetWindowText, "GetWindowTextW", ::GetWindowTextW)
+  // The window's text; empty for a window without one.
+  static UnicodeString GetWindowText(HWND AWnd);
   OV_LATE_BOUND(Plain, DisableProcessWindowsGhosting, "DisableProcessWindowsGhosting", ::DisableProcessWindowsGhosting)
   // Lets AMsg through (AAction: MSGFLT_ALLOW, ...) with "ChangeWindowMessageFilterEx" for AWnd (a
   // CHANGEFILTERSTRUCT of size 8); without it, with "ChangeWindowMessageFilter" for the process

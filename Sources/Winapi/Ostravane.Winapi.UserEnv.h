@@ -19,9 +19,11 @@ class OVRTL_API UserEnv final {
 
   OV_LATE_BOUND(Boolean, LoadUserProfile, "LoadUserProfileW", ::LoadUserProfileW)
   OV_LATE_BOUND(Boolean, UnloadUserProfile, "UnloadUserProfile", ::UnloadUserProfile)
-  OV_LATE_BOUND(Boolean, GetProfilesDirectory, "GetProfilesDirectoryW", ::GetProfilesDirectoryW)
-  OV_LATE_BOUND(Boolean, GetAllUsersProfileDirectory, "GetAllUsersProfileDirectoryW", ::GetAllUsersProfileDirectoryW)
-  OV_LATE_BOUND(Boolean, GetDefaultUserProfileDirectory, "GetDefaultUserProfileDirectoryW", ::GetDefaultUserProfileDirectoryW)
+  // The profile folders; empty on any failure of the system (but a missing function, which
+  // raises as every wrapper).
+  static UnicodeString GetProfilesDirectory();
+  static UnicodeString GetAllUsersProfileDirectory();
+  static UnicodeString GetDefaultUserProfileDirectory();
 };
 
 }  // namespace Ostravane

@@ -76,10 +76,8 @@ TEST(LateBoundModulesPdh, EveryWrapperGivesTheFailureStatusAndPsApiRaisesWhenThe
   EXPECT_EQ(OSErrorCode([] { Pdh::Call(L"PdhOpenQueryW"); }), ERROR_MOD_NOT_FOUND);
 
   PERFORMANCE_INFORMATION LInfo{};
-  wchar_t LName[MAX_PATH]{};
   EXPECT_EQ(OSErrorCode([&] { PsAPI::GetPerformanceInfo(&LInfo, sizeof(LInfo)); }), ERROR_MOD_NOT_FOUND);
-  EXPECT_EQ(OSErrorCode([&] { PsAPI::GetModuleFileNameEx(GetCurrentProcess(), nullptr, LName, MAX_PATH); }),
-            ERROR_MOD_NOT_FOUND);
+  EXPECT_EQ(OSErrorCode([&] { PsAPI::GetModuleFileNameEx(GetCurrentProcess(), nullptr); }), ERROR_MOD_NOT_FOUND);
   EXPECT_EQ(GSeam.Loads[L"psapi.dll"], 1);
   EXPECT_EQ(LInfo.cb, 0u);
 }
@@ -245,49 +243,34 @@ TEST(LateBoundModulesPsAPI, PerformanceInfoAndTheNamesOfThisProgram) {
   EXPECT_GT(LInfo.PhysicalTotal, 0u);
   EXPECT_GT(LInfo.ProcessCount, 0u);
 
-  wchar_t LExpected[MAX_PATH]{}, LName[MAX_PATH]{};
-  const DWORD LExpectedLength = GetModuleFileNameW(nullptr, LExpected, MAX_PATH);
-  EXPECT_EQ(PsAPI::GetModuleFileNameEx(GetCurrentProcess(), nullptr, LName, MAX_PATH), LExpectedLength);
-  EXPECT_EQ(std::wstring(LName), std::wstring(LExpected));
-  EXPECT_TRUE(std::wstring(LName).ends_with(L"\\WinapiTests.exe"));
-  LName[0] = L'\0';
-  EXPECT_EQ(OSErrorCode([&] { PsAPI::GetModuleFileNameEx(nullptr, nullptr, LName, MAX_PATH); }), ERROR_INVALID_HANDLE);
-  EXPECT_EQ(LName[0], L'\0');
+  wchar_t LExpected[MAX_PATH]{};
+  GetModuleFileNameW(nullptr, LExpected, MAX_PATH);
+  EXPECT_EQ(PsAPI::GetModuleFileNameEx(GetCurrentProcess(), nullptr), std::wstring(LExpected));
+  EXPECT_TRUE(PsAPI::GetModuleFileNameEx(GetCurrentProcess(), nullptr).ends_with(L"\\WinapiTests.exe"));
+  EXPECT_EQ(OSErrorCode([&] { PsAPI::GetModuleFileNameEx(nullptr, nullptr); }), ERROR_INVALID_HANDLE);
 
-  const DWORD LLength = PsAPI::GetProcessImageFileName(GetCurrentProcess(), LName, MAX_PATH);
-  EXPECT_EQ(LLength, wcslen(LName));
-  EXPECT_TRUE(std::wstring(LName).starts_with(L"\\Device\\")) << LName;
-  EXPECT_TRUE(std::wstring(LName).ends_with(L"\\WinapiTests.exe")) << LName;
-  EXPECT_EQ(OSErrorCode([&] { PsAPI::GetProcessImageFileName(nullptr, LName, MAX_PATH); }), ERROR_INVALID_HANDLE);
+  const std::wstring LImage = PsAPI::GetProcessImageFileName(GetCurrentProcess());
+  EXPECT_TRUE(LImage.starts_with(L"\\Device\\")) << LImage;
+  EXPECT_TRUE(LImage.ends_with(L"\\WinapiTests.exe")) << LImage;
+  EXPECT_EQ(OSErrorCode([&] { PsAPI::GetProcessImageFileName(nullptr); }), ERROR_INVALID_HANDLE);
 }
 
-TEST(LateBoundModulesUserEnv, ProfilesDirectoryAfterTheSizeQueryAndWinesStubs) {
+TEST(LateBoundModulesUserEnv, ProfilesDirectoryAfterTheSizeQueryAndEmptyForWinesStubs) {
+  // Wine's GetProfilesDirectoryW counts the characters without the terminating nul (Windows with
+  // it): the folder comes whole either way.
   DWORD LSize = 0;
-  SetLastError(0);
-  EXPECT_FALSE(UserEnv::GetProfilesDirectory(nullptr, &LSize));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
-  // Wine's GetProfilesDirectoryW counts the characters without the terminating nul (Windows with it).
-  ASSERT_EQ(LSize, 8u);
-  std::wstring LFolder(LSize + 1, L'\0');
-  LSize = static_cast<DWORD>(LFolder.size());
-  ASSERT_TRUE(UserEnv::GetProfilesDirectory(LFolder.data(), &LSize));
-  LFolder.resize(wcslen(LFolder.c_str()));
-  EXPECT_EQ(LFolder, L"C:\\users");
+  reinterpret_cast<decltype(&::GetProfilesDirectoryW)>(UserEnv::Call(L"GetProfilesDirectoryW"))(nullptr, &LSize);
   EXPECT_EQ(LSize, 8u);
+  const std::wstring LFolder = UserEnv::GetProfilesDirectory();
+  EXPECT_EQ(LFolder, L"C:\\users");
   const DWORD LAttributes = GetFileAttributesW(LFolder.c_str());
   ASSERT_NE(LAttributes, INVALID_FILE_ATTRIBUTES);
   EXPECT_TRUE(LAttributes & FILE_ATTRIBUTE_DIRECTORY);
 
-  // Stubs: FALSE, the last error, the size and the buffer untouched.
-  for (const auto LGet : {UserEnv::GetAllUsersProfileDirectory, UserEnv::GetDefaultUserProfileDirectory}) {
-    wchar_t LBuffer[MAX_PATH]{};
-    DWORD LBufferSize = MAX_PATH;
-    SetLastError(0);
-    EXPECT_FALSE(LGet(LBuffer, &LBufferSize));
-    EXPECT_EQ(GetLastError(), 0u);
-    EXPECT_EQ(LBufferSize, static_cast<DWORD>(MAX_PATH));
-    EXPECT_EQ(LBuffer[0], L'\0');
-  }
+  // Wine's GetAllUsersProfileDirectoryW and GetDefaultUserProfileDirectoryW are stubs that answer
+  // FALSE without a size: the empty string, nothing raised.
+  EXPECT_EQ(UserEnv::GetAllUsersProfileDirectory(), L"");
+  EXPECT_EQ(UserEnv::GetDefaultUserProfileDirectory(), L"");
 }
 
 TEST(LateBoundModulesPowrProf, WinesFixedCapabilitiesAndStubbedSchemeAndTheLastErrorOfAFailure) {

@@ -37,7 +37,8 @@ inline HMODULE WINAPI SeamLoad(LPCWSTR AName, HANDLE AFile, DWORD AFlags) {
 }
 
 inline FARPROC WINAPI SeamGetProcAddress(HMODULE AModule, LPCSTR AName) {
-  const std::string LKey = IS_INTRESOURCE(AName) ? "#" + std::to_string(reinterpret_cast<uintptr_t>(AName)) : AName;
+  std::string LKey = IS_INTRESOURCE(AName) ? std::string(1, '#') : std::string(AName);
+  if (IS_INTRESOURCE(AName)) LKey += std::to_string(reinterpret_cast<uintptr_t>(AName));
   GSeam.Asked.push_back(LKey);
   if (GSeam.Missing.count(LKey)) {
     SetLastError(ERROR_PROC_NOT_FOUND);
