@@ -20,6 +20,7 @@ OV_IMPLEMENT_CLASS(EConvertError, &Exception::ClassRecord)
 OV_IMPLEMENT_CLASS(EInvalidCast, &Exception::ClassRecord)
 OV_IMPLEMENT_CLASS(EThread, &Exception::ClassRecord)
 OV_IMPLEMENT_CLASS(EAbort, &Exception::ClassRecord)
+OV_IMPLEMENT_CLASS(EAssertionFailed, &Exception::ClassRecord)
 
 void Abort() { throw EAbort(L"Operation aborted"); }
 
@@ -48,6 +49,12 @@ const char* Exception::what() const noexcept { return FWhat.c_str(); }
 
 EOSError::EOSError(UnicodeString AMessage, uint32_t AErrorCode)
     : Exception(std::move(AMessage)), ErrorCode(AErrorCode) {}
+
+EAssertionFailed::EAssertionFailed(UnicodeString AText, UnicodeString AUnitName, int32_t ALineNumber)
+    : Exception(Format(L"%s (%s, line %d)", {AText, AUnitName, ALineNumber})),
+      Text(std::move(AText)),
+      UnitName(std::move(AUnitName)),
+      LineNumber(ALineNumber) {}
 
 // ---- Mixed value lists ------------------------------------------------------------------------
 

@@ -51,6 +51,17 @@ OV_DECLARE_EXCEPTION(EThread, Exception)
 // The silent exception: it ends an operation without being shown.
 OV_DECLARE_EXCEPTION(EAbort, Exception)
 
+// A failed assertion: the runtime's message "<text> (<unit>, line <n>)", with its three parts kept.
+// Raised like any other exception, so that a host survives it.
+class OVRTL_API EAssertionFailed : public Exception {
+  OV_OBJECT_CLASS
+ public:
+  EAssertionFailed(UnicodeString AText, UnicodeString AUnitName, int32_t ALineNumber);
+  UnicodeString Text;
+  UnicodeString UnitName;
+  int32_t LineNumber;
+};
+
 // Raises the silent EAbort.
 [[noreturn]] OVRTL_API void Abort();
 
