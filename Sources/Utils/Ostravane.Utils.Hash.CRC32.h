@@ -2,7 +2,7 @@
 // final xor 0xFFFFFFFF), with a seeded form that chains over the pieces of a message. Pure functions
 // over read-only tables; nothing can fail on valid memory.
 //
-// The results are those of the byte-wise table step (Update); long buffers go eight bytes a step
+// The results are those of the byte-wise table step (Update); long buffers go sixteen bytes a step
 // through sliced tables, or sixteen bytes a step by carry-less multiplication where the processor
 // has it (CpuFeatures).
 #pragma once

@@ -11,6 +11,41 @@ OV_IMPLEMENT_CLASS(HashHMAC, nullptr)
 namespace {
 
 constexpr size_t C_BLOCK_SIZE = 64;
+constexpr uint8_t C_INNER_PAD = 0x36;
+constexpr uint8_t C_OUTER_PAD = 0x5C;
+
+// CalculateHMAC's result for a hash with a context: the pads and the inner digest are fed to the
+// context where they lie, so that a message is neither copied nor joined to a pad.
+template <typename TContext, typename TValue>
+Rtl::AnsiString MacWithContext(const Rtl::AnsiString& AKey, const Rtl::AnsiString& AMessage) {
+  uint8_t LKey[C_BLOCK_SIZE] = {};
+  TContext LContext;
+  if (AKey.size() > C_BLOCK_SIZE) {
+    TValue LDigest;
+    LContext.InitData();
+    LContext.UpdateData(AKey.data(), static_cast<int32_t>(AKey.size()));
+    LContext.ExtractDigest(LDigest);
+    std::memcpy(LKey, LDigest.data(), LDigest.size());
+  } else {
+    std::memcpy(LKey, AKey.data(), AKey.size());
+  }
+  uint8_t LPad[C_BLOCK_SIZE];
+  for (size_t I = 0; I < C_BLOCK_SIZE; ++I) LPad[I] = LKey[I] ^ C_INNER_PAD;
+  TValue LInner;
+  LContext.InitData();
+  LContext.UpdateData(LPad, C_BLOCK_SIZE);
+  LContext.UpdateData(AMessage.data(), static_cast<int32_t>(AMessage.size()));
+  LContext.ExtractDigest(LInner);
+  for (size_t I = 0; I < C_BLOCK_SIZE; ++I) LPad[I] = LKey[I] ^ C_OUTER_PAD;
+  TValue LOuter;
+  LContext.InitData();
+  LContext.UpdateData(LPad, C_BLOCK_SIZE);
+  LContext.UpdateData(LInner.data(), static_cast<int32_t>(LInner.size()));
+  LContext.ExtractDigest(LOuter);
+  SHABlocks::Wipe(LKey, sizeof(LKey));
+  SHABlocks::Wipe(LPad, sizeof(LPad));
+  return Rtl::AnsiString(LOuter.begin(), LOuter.end());
+}
 
 }  // namespace
 
@@ -24,19 +59,19 @@ Rtl::AnsiString HashHMAC::CalculateHMAC(const Rtl::AnsiString& Key, const Rtl::A
                                         const THashFunction& Hash) {
   Rtl::AnsiString K = Key.size() > C_BLOCK_SIZE ? Hash(Key) : Key;
   K.resize(C_BLOCK_SIZE, '\0');
-  const Rtl::AnsiString LOuter = XORString(K, Rtl::AnsiString(C_BLOCK_SIZE, '\x5C'));
-  Rtl::AnsiString LInner = XORString(K, Rtl::AnsiString(C_BLOCK_SIZE, '\x36'));
+  const Rtl::AnsiString LOuter = XORString(K, Rtl::AnsiString(C_BLOCK_SIZE, static_cast<char>(C_OUTER_PAD)));
+  Rtl::AnsiString LInner = XORString(K, Rtl::AnsiString(C_BLOCK_SIZE, static_cast<char>(C_INNER_PAD)));
   std::fill(K.begin(), K.end(), '\0');
   LInner += Message;
   return Hash(LOuter + Hash(LInner));
 }
 
 Rtl::AnsiString HashHMAC::MacSha1(const Rtl::AnsiString& AKey, const Rtl::AnsiString& AMessage) {
-  return CalculateHMAC(AKey, AMessage, [](const Rtl::AnsiString& S) { return HashSHA1::FromString(S); });
+  return MacWithContext<HashSHA1::TSHA1Context, TSHA1Value>(AKey, AMessage);
 }
 
 Rtl::AnsiString HashHMAC::MacSha256(const Rtl::AnsiString& AKey, const Rtl::AnsiString& AMessage) {
-  return CalculateHMAC(AKey, AMessage, [](const Rtl::AnsiString& S) { return HashSHA256::FromString(S); });
+  return MacWithContext<HashSHA256::TSHA256Context, TSHA256Value>(AKey, AMessage);
 }
 
 }  // namespace Ostravane

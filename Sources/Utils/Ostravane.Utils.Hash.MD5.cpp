@@ -19,11 +19,19 @@ constexpr uint32_t _G(uint32_t x, uint32_t y, uint32_t z) noexcept { return y ^ 
 constexpr uint32_t _H(uint32_t x, uint32_t y, uint32_t z) noexcept { return x ^ y ^ z; }
 constexpr uint32_t _I(uint32_t x, uint32_t y, uint32_t z) noexcept { return y ^ (x | ~z); }
 
-// The four round steps; s and ac are constants of each step, so every step compiles to a few
-// instructions.
-#define OV_MD5_STEP(f, a, b, c, d, x, s, ac) a = b + ROTATE_LEFT(a + f(b, c, d) + (x) + (ac), s)
+// The four round steps; s and ac are constants of each step. b is the value the step before has
+// just made, so it is added last: what doesn't depend on it is summed while it is still coming.
+#define OV_MD5_STEP(f, a, b, c, d, x, s, ac) \
+  a += (x) + (ac);                             \
+  a += f(b, c, d);                             \
+  a = ROTATE_LEFT(a, s) + b
 #define FF(a, b, c, d, x, s, ac) OV_MD5_STEP(_F, a, b, c, d, x, s, ac)
-#define GG(a, b, c, d, x, s, ac) OV_MD5_STEP(_G, a, b, c, d, x, s, ac)
+// _G's two terms have no bit in common, so their or is their sum, and the term without b goes first.
+static_assert(_G(0xF0F0F0F0, 0xCCCCCCCC, 0xAAAAAAAA) == ((0xF0F0F0F0 & 0xAAAAAAAA) + (0xCCCCCCCC & ~0xAAAAAAAAu)));
+#define GG(a, b, c, d, x, s, ac)          \
+  a += (x) + (ac) + ((c) & ~(d));         \
+  a += (b) & (d);                         \
+  a = ROTATE_LEFT(a, s) + b
 #define HH(a, b, c, d, x, s, ac) OV_MD5_STEP(_H, a, b, c, d, x, s, ac)
 #define II(a, b, c, d, x, s, ac) OV_MD5_STEP(_I, a, b, c, d, x, s, ac)
 

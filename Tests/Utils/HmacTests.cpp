@@ -99,7 +99,14 @@ TEST(Hmac, KeysOfOneBlockAndOneByteMore) {
   EXPECT_NE(HashHMAC::MacSha256(L64, "message"), HashHMAC::MacSha256(HashSHA256::FromString(L64), "message"));
   // A key padded with zero bytes to the block size is the same key.
   EXPECT_EQ(HashHMAC::MacSha1("key", "m"), HashHMAC::MacSha1(std::string("key") + std::string(61, '\0'), "m"));
-  // The general form with the library's closure gives MacSha1's result.
-  EXPECT_EQ(HashHMAC::CalculateHMAC(L64, "message", [](const std::string& S) { return HashSHA1::FromString(S); }),
-            HashHMAC::MacSha1(L64, "message"));
+  // The general form with closures over the string digests gives MacSha1's and MacSha256's results,
+  // for keys shorter than, as long as and longer than a block, and messages of 0 to 200 bytes.
+  const auto LSha1 = [](const std::string& S) { return HashSHA1::FromString(S); };
+  const auto LSha256 = [](const std::string& S) { return HashSHA256::FromString(S); };
+  for (const std::string& LKey : {std::string(), std::string("k"), L64, L65, Counting(0, 130)})
+    for (size_t N : {0, 1, 55, 64, 200}) {
+      const std::string LMessage = Counting(0, static_cast<int>(N) - 1);
+      EXPECT_EQ(HashHMAC::CalculateHMAC(LKey, LMessage, LSha1), HashHMAC::MacSha1(LKey, LMessage));
+      EXPECT_EQ(HashHMAC::CalculateHMAC(LKey, LMessage, LSha256), HashHMAC::MacSha256(LKey, LMessage));
+    }
 }
