@@ -334,6 +334,17 @@ void ReadInPieces(Rtl::TFileStream& AFile, TFeed AFeed) {
   for (int32_t N; (N = AFile.Read(LBuffer.data(), static_cast<int32_t>(LBuffer.size()))) > 0;) AFeed(LBuffer.data(), N);
 }
 
+// A SHA digest of the file through its context.
+template <typename TContext>
+std::wstring ContextDigest(Rtl::TFileStream& AFile) {
+  TContext LContext;
+  LContext.InitData();
+  ReadInPieces(AFile, [&](const uint8_t* P, int32_t N) { LContext.UpdateData(P, N); });
+  typename TContext::TValue V;
+  LContext.ExtractDigest(V);
+  return LowerHex(V.data(), V.size());
+}
+
 void CommandHash(const std::vector<std::wstring>& AArgs) {
   if (AArgs.size() != 2) throw EUsage{L"hash takes an algorithm (md5, sha1, sha256, crc32) and a file"};
   const std::wstring& LAlgorithm = AArgs[0];
@@ -359,19 +370,9 @@ void CommandHash(const std::vector<std::wstring>& AArgs) {
       LDigest = Rtl::IntToHex(LCrc, 8);
       for (wchar_t& C : LDigest) C = towlower(C);
     } else if (LAlgorithm == L"sha1") {
-      HashSHA1::TSHA1Context LContext;
-      LContext.InitData();
-      ReadInPieces(LFile, [&](const uint8_t* P, int32_t N) { LContext.UpdateData(P, N); });
-      TSHA1Value V;
-      LContext.ExtractDigest(V);
-      LDigest = LowerHex(V.data(), V.size());
+      LDigest = ContextDigest<HashSHA1::TSHA1Context>(LFile);
     } else {
-      HashSHA256::TSHA256Context LContext;
-      LContext.InitData();
-      ReadInPieces(LFile, [&](const uint8_t* P, int32_t N) { LContext.UpdateData(P, N); });
-      TSHA256Value V;
-      LContext.ExtractDigest(V);
-      LDigest = LowerHex(V.data(), V.size());
+      LDigest = ContextDigest<HashSHA256::TSHA256Context>(LFile);
     }
   }
   Print(LDigest + L"  " + LFileName);

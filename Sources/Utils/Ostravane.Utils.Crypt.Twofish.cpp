@@ -349,13 +349,23 @@ class TBurningData {
   TTwofishData FData;
 };
 
-// Opens both streams for a run: the source from its start, the destination emptied. Answers the
-// bytes of the source.
-int64_t StartStreams(Rtl::TStream& ASource, Rtl::TStream& ADest) {
+using TBlockFunction = void (*)(const TTwofishData&, const void*, void*) noexcept;
+
+// The source from its start through ABlock into the emptied destination, block by whole block;
+// answers the bytes left over.
+int64_t WholeBlocks(const TTwofishData& AData, TBlockFunction ABlock, Rtl::TStream& ASource, Rtl::TStream& ADest) {
   ASource.SetPosition(0);
   ADest.SetPosition(0);
   ADest.SetSize(0);
-  return ASource.GetSize();
+  int64_t LLeft = ASource.GetSize();
+  uint8_t LBlock[16];
+  for (; LLeft >= 16; LLeft -= 16) {
+    ASource.Read(LBlock, 16);
+    ABlock(AData, LBlock, LBlock);
+    ADest.Write(LBlock, 16);
+  }
+  Wipe(LBlock, sizeof(LBlock));
+  return LLeft;
 }
 
 // Runs a two-stream form on AStream through a memory stream, and copies the result back.
@@ -373,34 +383,22 @@ void InPlace(void (*AForm)(const void*, int32_t, Rtl::TStream&, Rtl::TStream&), 
 
 void CryptTwofish::EncryptECB(const void* AKey, int32_t AKeyLen, Rtl::TStream& ASource, Rtl::TStream& ADest) {
   TBurningData LData(AKey, AKeyLen);
-  int64_t LLeft = StartStreams(ASource, ADest);
-  uint8_t LBlock[16];
-  for (; LLeft >= 16; LLeft -= 16) {
-    ASource.Read(LBlock, 16);
-    EncryptECB(*LData, LBlock, LBlock);
-    ADest.Write(LBlock, 16);
-  }
+  const int64_t LLeft = WholeBlocks(*LData, &CryptTwofish::EncryptECB, ASource, ADest);
   if (LLeft > 0) {
+    uint8_t LBlock[16];
     std::memset(LBlock, 0, 16);
     ASource.Read(LBlock, static_cast<int32_t>(LLeft));
     EncryptECB(*LData, LBlock, LBlock);
     ADest.Write(LBlock, 16);
     const uint8_t LCount = static_cast<uint8_t>(LLeft);
     ADest.Write(&LCount, 1);
+    Wipe(LBlock, sizeof(LBlock));
   }
-  Wipe(LBlock, sizeof(LBlock));
 }
 
 void CryptTwofish::DecryptECB(const void* AKey, int32_t AKeyLen, Rtl::TStream& ASource, Rtl::TStream& ADest) {
   TBurningData LData(AKey, AKeyLen);
-  int64_t LLeft = StartStreams(ASource, ADest);
-  uint8_t LBlock[16];
-  for (; LLeft >= 16; LLeft -= 16) {
-    ASource.Read(LBlock, 16);
-    DecryptECB(*LData, LBlock, LBlock);
-    ADest.Write(LBlock, 16);
-  }
-  Wipe(LBlock, sizeof(LBlock));
+  const int64_t LLeft = WholeBlocks(*LData, &CryptTwofish::DecryptECB, ASource, ADest);
   if (LLeft > 1) throw Rtl::EAssertionFailed(C_STREAM_ERROR, C_UNIT_NAME, __LINE__);
   if (LLeft == 1) {
     uint8_t LCount = 0;

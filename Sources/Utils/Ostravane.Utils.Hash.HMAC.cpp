@@ -19,29 +19,26 @@ constexpr uint8_t C_OUTER_PAD = 0x5C;
 template <typename TContext, typename TValue>
 Rtl::AnsiString MacWithContext(const Rtl::AnsiString& AKey, const Rtl::AnsiString& AMessage) {
   uint8_t LKey[C_BLOCK_SIZE] = {};
-  TContext LContext;
   if (AKey.size() > C_BLOCK_SIZE) {
-    TValue LDigest;
-    LContext.InitData();
-    LContext.UpdateData(AKey.data(), static_cast<int32_t>(AKey.size()));
-    LContext.ExtractDigest(LDigest);
+    const TValue LDigest = SHABlocks::Digest<TContext, TValue>(AKey.data(), static_cast<int32_t>(AKey.size()));
     std::memcpy(LKey, LDigest.data(), LDigest.size());
   } else {
     std::memcpy(LKey, AKey.data(), AKey.size());
   }
   uint8_t LPad[C_BLOCK_SIZE];
-  for (size_t I = 0; I < C_BLOCK_SIZE; ++I) LPad[I] = LKey[I] ^ C_INNER_PAD;
-  TValue LInner;
-  LContext.InitData();
-  LContext.UpdateData(LPad, C_BLOCK_SIZE);
-  LContext.UpdateData(AMessage.data(), static_cast<int32_t>(AMessage.size()));
-  LContext.ExtractDigest(LInner);
-  for (size_t I = 0; I < C_BLOCK_SIZE; ++I) LPad[I] = LKey[I] ^ C_OUTER_PAD;
-  TValue LOuter;
-  LContext.InitData();
-  LContext.UpdateData(LPad, C_BLOCK_SIZE);
-  LContext.UpdateData(LInner.data(), static_cast<int32_t>(LInner.size()));
-  LContext.ExtractDigest(LOuter);
+  // The digest of the key xor APad followed by the data.
+  const auto LKeyed = [&](uint8_t APad, const void* AData, size_t ALength) {
+    for (size_t I = 0; I < C_BLOCK_SIZE; ++I) LPad[I] = LKey[I] ^ APad;
+    TContext LContext;
+    LContext.InitData();
+    LContext.UpdateData(LPad, C_BLOCK_SIZE);
+    LContext.UpdateData(AData, static_cast<int32_t>(ALength));
+    TValue R;
+    LContext.ExtractDigest(R);
+    return R;
+  };
+  const TValue LInner = LKeyed(C_INNER_PAD, AMessage.data(), AMessage.size());
+  const TValue LOuter = LKeyed(C_OUTER_PAD, LInner.data(), LInner.size());
   SHABlocks::Wipe(LKey, sizeof(LKey));
   SHABlocks::Wipe(LPad, sizeof(LPad));
   return Rtl::AnsiString(LOuter.begin(), LOuter.end());

@@ -117,43 +117,16 @@ void HashSHA1::Compress(uint32_t* AHash, const uint8_t* ABlocks, size_t ACount) 
   else CompressPortable(AHash, ABlocks, ACount);
 }
 
-void HashSHA1::TSHA1Context::InitData() noexcept {
-  FData = TSHA1Data{{0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476, 0xC3D2E1F0}, 0, 0, {}, 0};
-}
-
-void HashSHA1::TSHA1Context::UpdateDataLength(uint32_t ALength) noexcept { SHABlocks::UpdateDataLength(FData, ALength); }
-
-void HashSHA1::TSHA1Context::CompressData() noexcept {
-  Compress(FData.Hash, FData.Buffer, 1);
-  SHABlocks::Wipe(FData.Buffer, sizeof(FData.Buffer));
-  FData.Index = 0;
-}
-
-void HashSHA1::TSHA1Context::UpdateData(const void* ABuffer, int32_t ALenght) noexcept {
-  SHABlocks::UpdateData(FData, ABuffer, ALenght, &Compress);
-}
-
-void HashSHA1::TSHA1Context::ExtractDigest(TSHA1Value& ADigest) noexcept {
-  SHABlocks::ExtractDigest(FData, ADigest.data(), &Compress);
-}
-
 TSHA1Value HashSHA1::FromBuffer(const void* ABuffer, int32_t ALength) noexcept {
-  TSHA1Context LContext;
-  LContext.InitData();
-  LContext.UpdateData(ABuffer, ALength);
-  TSHA1Value R;
-  LContext.ExtractDigest(R);
-  return R;
+  return SHABlocks::Digest<TSHA1Context, TSHA1Value>(ABuffer, ALength);
 }
 
 Rtl::AnsiString HashSHA1::FromString(const Rtl::AnsiString& AString) {
-  const TSHA1Value D = FromBuffer(AString.data(), static_cast<int32_t>(AString.size()));
-  return Rtl::AnsiString(D.begin(), D.end());
+  return SHABlocks::DigestString<TSHA1Context, TSHA1Value>(AString);
 }
 
 Rtl::UnicodeString HashSHA1::FromString(const Rtl::UnicodeString& AString) {
-  const TSHA1Value D = FromBuffer(AString.data(), static_cast<int32_t>(AString.size() * sizeof(wchar_t)));
-  return Rtl::UnicodeString(D.begin(), D.end());
+  return SHABlocks::DigestString<TSHA1Context, TSHA1Value>(AString);
 }
 
 }  // namespace Ostravane

@@ -18,19 +18,7 @@ class OVRTL_API HashSHA1 final {
   HashSHA1() = delete;
 
   // One message: InitData, UpdateData as often as there are pieces, ExtractDigest, which wipes it.
-  class OVRTL_API TSHA1Context {
-   public:
-    void InitData() noexcept;
-    void UpdateData(const void* ABuffer, int32_t ALenght) noexcept;
-    void ExtractDigest(TSHA1Value& ADigest) noexcept;
-
-   private:
-    void UpdateDataLength(uint32_t ALength) noexcept;
-    // Compresses the full buffer and clears it.
-    void CompressData() noexcept;
-
-    TSHA1Data FData{};
-  };
+  using TSHA1Context = TSHAContextOf<HashSHA1, 5>;
 
   static TSHA1Value FromBuffer(const void* ABuffer, int32_t ALength) noexcept;
   // The raw digest of the bytes: 20 characters, NUL bytes included.
@@ -40,6 +28,8 @@ class OVRTL_API HashSHA1 final {
 
   // Compresses ACount whole blocks on the road CpuFeatures allows.
   static void Compress(uint32_t* AHash, const uint8_t* ABlocks, size_t ACount) noexcept;
+  // The chaining value's start.
+  static constexpr uint32_t C_INITIAL[5] = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476, 0xC3D2E1F0};
 };
 
 }  // namespace Ostravane

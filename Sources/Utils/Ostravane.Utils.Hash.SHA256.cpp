@@ -112,46 +112,16 @@ void HashSHA256::Compress(uint32_t* AHash, const uint8_t* ABlocks, size_t ACount
   else CompressPortable(AHash, ABlocks, ACount);
 }
 
-void HashSHA256::TSHA256Context::InitData() noexcept {
-  FData = TSHA256Data{
-      {0x6A09E667, 0xBB67AE85, 0x3C6EF372, 0xA54FF53A, 0x510E527F, 0x9B05688C, 0x1F83D9AB, 0x5BE0CD19}, 0, 0, {}, 0};
-}
-
-void HashSHA256::TSHA256Context::UpdateDataLength(uint32_t ALength) noexcept {
-  SHABlocks::UpdateDataLength(FData, ALength);
-}
-
-void HashSHA256::TSHA256Context::CompressData() noexcept {
-  Compress(FData.Hash, FData.Buffer, 1);
-  SHABlocks::Wipe(FData.Buffer, sizeof(FData.Buffer));
-  FData.Index = 0;
-}
-
-void HashSHA256::TSHA256Context::UpdateData(const void* ABuffer, int32_t ALenght) noexcept {
-  SHABlocks::UpdateData(FData, ABuffer, ALenght, &Compress);
-}
-
-void HashSHA256::TSHA256Context::ExtractDigest(TSHA256Value& ADigest) noexcept {
-  SHABlocks::ExtractDigest(FData, ADigest.data(), &Compress);
-}
-
 TSHA256Value HashSHA256::FromBuffer(const void* ABuffer, int32_t ALength) noexcept {
-  TSHA256Context LContext;
-  LContext.InitData();
-  LContext.UpdateData(ABuffer, ALength);
-  TSHA256Value R;
-  LContext.ExtractDigest(R);
-  return R;
+  return SHABlocks::Digest<TSHA256Context, TSHA256Value>(ABuffer, ALength);
 }
 
 Rtl::AnsiString HashSHA256::FromString(const Rtl::AnsiString& AString) {
-  const TSHA256Value D = FromBuffer(AString.data(), static_cast<int32_t>(AString.size()));
-  return Rtl::AnsiString(D.begin(), D.end());
+  return SHABlocks::DigestString<TSHA256Context, TSHA256Value>(AString);
 }
 
 Rtl::UnicodeString HashSHA256::FromString(const Rtl::UnicodeString& AString) {
-  const TSHA256Value D = FromBuffer(AString.data(), static_cast<int32_t>(AString.size() * sizeof(wchar_t)));
-  return Rtl::UnicodeString(D.begin(), D.end());
+  return SHABlocks::DigestString<TSHA256Context, TSHA256Value>(AString);
 }
 
 }  // namespace Ostravane

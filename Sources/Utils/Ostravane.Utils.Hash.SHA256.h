@@ -18,19 +18,7 @@ class OVRTL_API HashSHA256 final {
   HashSHA256() = delete;
 
   // One message: InitData, UpdateData as often as there are pieces, ExtractDigest, which wipes it.
-  class OVRTL_API TSHA256Context {
-   public:
-    void InitData() noexcept;
-    void UpdateData(const void* ABuffer, int32_t ALenght) noexcept;
-    void ExtractDigest(TSHA256Value& ADigest) noexcept;
-
-   private:
-    void UpdateDataLength(uint32_t ALength) noexcept;
-    // Compresses the full buffer and clears it.
-    void CompressData() noexcept;
-
-    TSHA256Data FData{};
-  };
+  using TSHA256Context = TSHAContextOf<HashSHA256, 8>;
 
   static TSHA256Value FromBuffer(const void* ABuffer, int32_t ALength) noexcept;
   // The raw digest of the bytes: 32 characters, NUL bytes included.
@@ -40,6 +28,8 @@ class OVRTL_API HashSHA256 final {
 
   // Compresses ACount whole blocks on the road CpuFeatures allows.
   static void Compress(uint32_t* AHash, const uint8_t* ABlocks, size_t ACount) noexcept;
+  // The chaining value's start.
+  static constexpr uint32_t C_INITIAL[8] = {0x6A09E667, 0xBB67AE85, 0x3C6EF372, 0xA54FF53A, 0x510E527F, 0x9B05688C, 0x1F83D9AB, 0x5BE0CD19};
 
   // The round constants.
   static constexpr uint32_t HASH_TAB[64] = {
