@@ -10,6 +10,7 @@
 #include "Ostravane.Rtl.Classes.h"
 #include "Ostravane.System.Thread.h"
 #include "Ostravane.System.Timer.h"
+#include "Ostravane.Utils.Crypt.Twofish.h"
 
 namespace Ostravane {
 
@@ -34,6 +35,7 @@ const TPackageUnitEntry C_UNITS[] = {
     {L"Ostravane.System.Timer", &Timer::Init, &Timer::Done, L"Timer.Init", L"Timer.Done"},
     {L"Ostravane.Project.EventNotifier", &EventNotifier::Init, &EventNotifier::Done, L"EventNotifier.Init",
      L"EventNotifier.Done, frees the hidden window"},
+    {L"Ostravane.Utils.Crypt.Twofish", &CryptTwofish::PreCompMDS, nullptr, L"CryptTwofish.PreCompMDS", L"nothing"},
 };
 constexpr int32_t C_UNIT_COUNT = static_cast<int32_t>(std::size(C_UNITS));
 

@@ -11,6 +11,12 @@
 #include "Ostravane.Project.EventNotifier.h"
 #include "Ostravane.Rtl.Handles.h"
 #include "Ostravane.System.SysUtils.h"
+#include "Ostravane.Utils.CpuFeatures.h"
+#include "Ostravane.Utils.Crypt.Twofish.h"
+#include "Ostravane.Utils.Hash.CRC32.h"
+#include "Ostravane.Utils.Hash.MD5.h"
+#include "Ostravane.Utils.Hash.SHA1.h"
+#include "Ostravane.Utils.Hash.SHA256.h"
 #include "Ostravane.Winapi.Messages.h"
 #include "OvComponentsRTL.h"
 
@@ -283,6 +289,125 @@ void CommandModules(const std::vector<std::wstring>& AArgs) {
                        : std::wstring(L"0")));
 }
 
+// ---- Hashes and cipher ---------------------------------------------------------------------------
+
+std::wstring LowerHex(const uint8_t* ABytes, size_t ACount) {
+  static const wchar_t C_DIGITS[] = L"0123456789abcdef";
+  std::wstring R;
+  for (size_t I = 0; I < ACount; ++I) {
+    R += C_DIGITS[ABytes[I] >> 4];
+    R += C_DIGITS[ABytes[I] & 15];
+  }
+  return R;
+}
+
+// Shows MD5's progress on stderr, a line rewritten at each whole percent.
+class THashProgress {
+ public:
+  explicit THashProgress(int64_t ASize) : FSize(ASize) {}
+  ~THashProgress() {
+    if (FShown >= 0) fputs("\n", stderr);
+  }
+  THashProgress(const THashProgress&) = delete;
+  THashProgress& operator=(const THashProgress&) = delete;
+  void OnProgress(int64_t AProgress) {
+    FDone += AProgress;
+    const int LPercent = FSize > 0 ? static_cast<int>(FDone * 100 / FSize) : 100;
+    if (LPercent == FShown) return;
+    FShown = LPercent;
+    fprintf(stderr, "\r%3d%% of %lld bytes", LPercent, static_cast<long long>(FSize));
+    fflush(stderr);
+  }
+
+ private:
+  int64_t FSize;
+  int64_t FDone = 0;
+  int FShown = -1;
+};
+
+constexpr int64_t C_PROGRESS_FROM = 16 << 20;  // files from 16 MiB on show their progress
+
+// Feeds the file to AFeed in pieces of 1 MiB.
+template <typename TFeed>
+void ReadInPieces(Rtl::TFileStream& AFile, TFeed AFeed) {
+  std::vector<uint8_t> LBuffer(1 << 20);
+  for (int32_t N; (N = AFile.Read(LBuffer.data(), static_cast<int32_t>(LBuffer.size()))) > 0;) AFeed(LBuffer.data(), N);
+}
+
+// A SHA digest of the file through its context.
+template <typename TContext>
+std::wstring ContextDigest(Rtl::TFileStream& AFile) {
+  TContext LContext;
+  LContext.InitData();
+  ReadInPieces(AFile, [&](const uint8_t* P, int32_t N) { LContext.UpdateData(P, N); });
+  typename TContext::TValue V;
+  LContext.ExtractDigest(V);
+  return LowerHex(V.data(), V.size());
+}
+
+void CommandHash(const std::vector<std::wstring>& AArgs) {
+  if (AArgs.size() != 2) throw EUsage{L"hash takes an algorithm (md5, sha1, sha256, crc32) and a file"};
+  const std::wstring& LAlgorithm = AArgs[0];
+  const std::wstring& LFileName = AArgs[1];
+  if (LAlgorithm != L"md5" && LAlgorithm != L"sha1" && LAlgorithm != L"sha256" && LAlgorithm != L"crc32")
+    throw EUsage{L"no hash \"" + LAlgorithm + L"\" (md5, sha1, sha256, crc32)"};
+  TLibraryScope LSession;
+  std::wstring LDigest;
+  if (LAlgorithm == L"md5") {
+    Rtl::TFileStream LFile(LFileName, Rtl::fmOpenRead | Rtl::fmShareDenyNone);
+    const int64_t LSize = LFile.GetSize();
+    THashProgress LProgress(LSize);
+    const TMD5Value V = HashMD5::FromStream(
+        LFile, nullptr,
+        LSize >= C_PROGRESS_FROM ? HashMD5::TIncProgress(&LProgress, &THashProgress::OnProgress) : HashMD5::TIncProgress(),
+        {});
+    LDigest = LowerHex(V.V, 16);
+  } else {
+    Rtl::TFileStream LFile(LFileName, Rtl::fmOpenRead | Rtl::fmShareDenyWrite);
+    if (LAlgorithm == L"crc32") {
+      uint32_t LCrc = 0;
+      ReadInPieces(LFile, [&](const uint8_t* P, int32_t N) { LCrc = HashCRC32::FromBuffer(LCrc, P, N); });
+      LDigest = Rtl::IntToHex(LCrc, 8);
+      for (wchar_t& C : LDigest) C = towlower(C);
+    } else if (LAlgorithm == L"sha1") {
+      LDigest = ContextDigest<HashSHA1::TSHA1Context>(LFile);
+    } else {
+      LDigest = ContextDigest<HashSHA256::TSHA256Context>(LFile);
+    }
+  }
+  Print(LDigest + L"  " + LFileName);
+}
+
+std::vector<uint8_t> ParseKey(const std::wstring& AHex) {
+  if (AHex.empty() || AHex.size() % 2 || AHex.find_first_not_of(L"0123456789abcdefABCDEF") != std::wstring::npos)
+    throw EUsage{L"the key is an even number of hexadecimal digits, not " + AHex};
+  std::vector<uint8_t> R;
+  for (size_t I = 0; I < AHex.size(); I += 2) R.push_back(static_cast<uint8_t>(std::stoul(AHex.substr(I, 2), nullptr, 16)));
+  return R;
+}
+
+void CommandTwofish(const std::vector<std::wstring>& AArgs) {
+  if (AArgs.size() != 4 || (AArgs[0] != L"enc" && AArgs[0] != L"dec"))
+    throw EUsage{L"twofish takes enc or dec, a key in hexadecimal, an input and an output file"};
+  const bool LEncrypt = AArgs[0] == L"enc";
+  std::vector<uint8_t> LKey = ParseKey(AArgs[1]);
+  TLibraryScope LSession;
+  Rtl::TFileStream LSource(AArgs[2], Rtl::fmOpenRead | Rtl::fmShareDenyWrite);
+  Rtl::TFileStream LDest(AArgs[3], Rtl::fmCreate);
+  const int32_t LKeyLength = static_cast<int32_t>(LKey.size());
+  try {
+    if (LEncrypt) CryptTwofish::EncryptECB(LKey.data(), LKeyLength, LSource, LDest);
+    else CryptTwofish::DecryptECB(LKey.data(), LKeyLength, LSource, LDest);
+  } catch (...) {
+    std::fill(LKey.begin(), LKey.end(), 0);
+    throw;
+  }
+  std::fill(LKey.begin(), LKey.end(), 0);
+  const int LBits = LKeyLength <= 16 ? 128 : LKeyLength <= 24 ? 192 : 256;
+  Print(std::wstring(LEncrypt ? L"Encrypted " : L"Decrypted ") + std::to_wstring(LSource.GetSize()) + L" bytes into " +
+        std::to_wstring(LDest.GetSize()) + L" (Twofish-" + std::to_wstring(LBits) + L", ECB stream form)");
+}
+
 void CommandHelp(const std::vector<std::wstring>&);
 
 struct TCommand {
@@ -300,14 +425,19 @@ const TCommand C_COMMANDS[] = {
      &CommandNotify},
     {L"listen", L"[seconds]", L"prints the shared messages heard for a while (10 s)", &CommandListen},
     {L"modules", L"[lib!proc...]", L"late-bound calls, and the libraries DllRoutines holds", &CommandModules},
+    {L"hash", L"<alg> <file>", L"md5, sha1, sha256 or crc32 of a file, in lower-case hexadecimal", &CommandHash},
+    {L"twofish", L"<enc|dec> <key-hex> <in> <out>", L"Twofish stream form of a file, the key used as given",
+     &CommandTwofish},
     {L"help", L"", L"this text", &CommandHelp},
 };
 
 void CommandHelp(const std::vector<std::wstring>&) {
   Print(L"usage: ovrtl <command> [args] [-debug]");
   for (const TCommand& C : C_COMMANDS)
-    Print(L"  " + Pad(std::wstring(C.Name) + L" " + C.Arguments, 24) + C.Description);
+    Print(L"  " + Pad(std::wstring(C.Name) + L" " + C.Arguments, 41) + C.Description);
   Print(L"-debug raises every log of the process to the maximum.");
+  Print(std::wstring(L"Hashes: SHA extensions ") + (CpuFeatures::HasShaExtensions() ? L"in use" : L"not there") +
+        L", carry-less multiplication " + (CpuFeatures::HasCarrylessMultiply() ? L"in use" : L"not there") + L".");
 }
 
 }  // namespace

@@ -17,6 +17,10 @@ namespace Ostravane::Rtl {
 OV_IMPLEMENT_CLASS(TStream, &TObject::ClassRecord)
 OV_IMPLEMENT_CLASS(TMemoryStream, &TStream::ClassRecord)
 OV_IMPLEMENT_CLASS(TStringList, &TObject::ClassRecord)
+OV_IMPLEMENT_CLASS(EStreamError, &Exception::ClassRecord)
+OV_IMPLEMENT_CLASS(EFOpenError, &EStreamError::ClassRecord)
+OV_IMPLEMENT_CLASS(EFCreateError, &EStreamError::ClassRecord)
+OV_IMPLEMENT_CLASS(TFileStream, &TStream::ClassRecord)
 
 int64_t TStream::GetSize() {
   const int64_t LPosition = Seek(0, TSeekOrigin::soCurrent);
@@ -74,6 +78,66 @@ void TMemoryStream::SetSize(int64_t ANewSize) {
 void TMemoryStream::Clear() noexcept {
   FSize = 0;
   FPosition = 0;
+}
+
+// ---- File streams ----------------------------------------------------------------------------
+
+namespace {
+
+// The runtime's messages, with the system's text of the reason behind them.
+UnicodeString FileErrorText(const wchar_t* AFormat, const UnicodeString& AFileName, DWORD AError) {
+  return Format(AFormat, {AFileName, SysErrorMessage(AError)});
+}
+
+}  // namespace
+
+TFileStream::TFileStream(const UnicodeString& AFileName, uint16_t AMode) : FFileName(AFileName) {
+  static const DWORD C_SHARE[] = {FILE_SHARE_READ | FILE_SHARE_WRITE, 0, FILE_SHARE_READ, FILE_SHARE_WRITE,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE};
+  const uint32_t LShareIndex = (AMode & 0xF0) >> 4;
+  const DWORD LShare = LShareIndex < 5 ? C_SHARE[LShareIndex] : 0;
+  if ((AMode & fmCreate) == fmCreate) {
+    FHandle = CreateFileW(AFileName.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                          FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (FHandle == INVALID_HANDLE_VALUE)
+      throw EFCreateError(FileErrorText(L"Cannot create file \"%s\". %s", AFileName, GetLastError()));
+    return;
+  }
+  static const DWORD C_ACCESS[] = {GENERIC_READ, GENERIC_WRITE, GENERIC_READ | GENERIC_WRITE};
+  const uint32_t LAccessIndex = AMode & 3;
+  FHandle = CreateFileW(AFileName.c_str(), LAccessIndex < 3 ? C_ACCESS[LAccessIndex] : GENERIC_READ, LShare,
+                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (FHandle == INVALID_HANDLE_VALUE)
+    throw EFOpenError(FileErrorText(L"Cannot open file \"%s\". %s", AFileName, GetLastError()));
+}
+
+TFileStream::~TFileStream() { CloseHandle(FHandle); }
+
+int32_t TFileStream::Read(void* ABuffer, int32_t ACount) {
+  DWORD LRead = 0;
+  if (ACount <= 0 || !ReadFile(FHandle, ABuffer, static_cast<DWORD>(ACount), &LRead, nullptr)) return 0;
+  return static_cast<int32_t>(LRead);
+}
+
+int32_t TFileStream::Write(const void* ABuffer, int32_t ACount) {
+  DWORD LWritten = 0;
+  if (ACount <= 0 || !WriteFile(FHandle, ABuffer, static_cast<DWORD>(ACount), &LWritten, nullptr)) return 0;
+  return static_cast<int32_t>(LWritten);
+}
+
+int64_t TFileStream::Seek(int64_t AOffset, TSeekOrigin AOrigin) {
+  static const DWORD C_METHOD[] = {FILE_BEGIN, FILE_CURRENT, FILE_END};
+  LARGE_INTEGER LDistance, LNew;
+  LDistance.QuadPart = AOffset;
+  if (!SetFilePointerEx(FHandle, LDistance, &LNew, C_METHOD[static_cast<int>(AOrigin)])) return -1;
+  return LNew.QuadPart;
+}
+
+void TFileStream::SetSize(int64_t ANewSize) {
+  const int64_t LPosition = GetPosition();
+  if (Seek(ANewSize, TSeekOrigin::soBeginning) != ANewSize || !SetEndOfFile(FHandle))
+    throw EStreamError(L"Stream write error");
+  if (LPosition < ANewSize) SetPosition(LPosition);
 }
 
 int32_t TStringList::Add(const UnicodeString& S) {

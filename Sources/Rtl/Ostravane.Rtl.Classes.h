@@ -6,6 +6,7 @@
 #include <new>
 #include <vector>
 
+#include "Ostravane.Rtl.SysUtils.h"
 #include "Ostravane.Rtl.System.h"
 
 namespace Ostravane::Rtl {
@@ -59,6 +60,45 @@ class OVRTL_API TMemoryStream : public TStream {
   size_t FSize = 0;
   size_t FCapacity = 0;
   size_t FPosition = 0;
+};
+
+// Failures of streams; a file that can't be opened or made raises EFOpenError or EFCreateError,
+// with the system's text of the reason.
+OV_DECLARE_EXCEPTION(EStreamError, Exception)
+OV_DECLARE_EXCEPTION(EFOpenError, EStreamError)
+OV_DECLARE_EXCEPTION(EFCreateError, EStreamError)
+
+// The runtime's file modes: an access in the low bits, a sharing mode in the next four.
+constexpr uint16_t fmCreate = 0xFF00;
+constexpr uint16_t fmOpenRead = 0x0000;
+constexpr uint16_t fmOpenWrite = 0x0001;
+constexpr uint16_t fmOpenReadWrite = 0x0002;
+constexpr uint16_t fmShareExclusive = 0x0010;
+constexpr uint16_t fmShareDenyWrite = 0x0020;
+constexpr uint16_t fmShareDenyNone = 0x0040;
+
+// A file as a stream. fmCreate makes the file anew (or empties it) for reading and writing; the
+// other modes open an existing file. Raises EFOpenError / EFCreateError when the system refuses.
+// Read and Write answer the bytes moved; Write raises nothing, the count tells a short write.
+class OVRTL_API TFileStream : public TStream {
+  OV_OBJECT_CLASS
+ public:
+  TFileStream(const UnicodeString& AFileName, uint16_t AMode);
+  ~TFileStream() override;
+  TFileStream(const TFileStream&) = delete;
+  TFileStream& operator=(const TFileStream&) = delete;
+
+  int32_t Read(void* ABuffer, int32_t ACount) override;
+  int32_t Write(const void* ABuffer, int32_t ACount) override;
+  int64_t Seek(int64_t AOffset, TSeekOrigin AOrigin) override;
+  // Raises EStreamError when the system can't set the end of the file.
+  void SetSize(int64_t ANewSize) override;
+  HANDLE Handle() const noexcept { return FHandle; }
+  const UnicodeString& FileName() const noexcept { return FFileName; }
+
+ private:
+  HANDLE FHandle;
+  UnicodeString FFileName;
 };
 
 // An ordered list of strings. IndexOf compares without regard to case unless CaseSensitive is set.

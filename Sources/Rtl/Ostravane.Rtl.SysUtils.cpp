@@ -22,6 +22,7 @@ OV_IMPLEMENT_CLASS(EThread, &Exception::ClassRecord)
 OV_IMPLEMENT_CLASS(EAbort, &Exception::ClassRecord)
 OV_IMPLEMENT_CLASS(EOleError, &Exception::ClassRecord)
 OV_IMPLEMENT_CLASS(EOleSysError, &EOleError::ClassRecord)
+OV_IMPLEMENT_CLASS(EAssertionFailed, &Exception::ClassRecord)
 
 void Abort() { throw EAbort(L"Operation aborted"); }
 
@@ -60,6 +61,12 @@ void OleCheck(HRESULT AResult) {
   if (LMessage.empty()) LMessage = L"OLE error " + IntToHex(static_cast<uint32_t>(AResult), 8);
   throw EOleSysError(LMessage, AResult);
 }
+
+EAssertionFailed::EAssertionFailed(UnicodeString AText, UnicodeString AUnitName, int32_t ALineNumber)
+    : Exception(Format(L"%s (%s, line %d)", {AText, AUnitName, ALineNumber})),
+      Text(std::move(AText)),
+      UnitName(std::move(AUnitName)),
+      LineNumber(ALineNumber) {}
 
 // ---- Mixed value lists ------------------------------------------------------------------------
 

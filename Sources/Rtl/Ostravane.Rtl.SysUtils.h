@@ -63,6 +63,17 @@ class OVRTL_API EOleSysError : public EOleError {
 // Raises EOleSysError for a failed HRESULT, with the system's text for it.
 OVRTL_API void OleCheck(HRESULT AResult);
 
+// A failed assertion: the runtime's message "<text> (<unit>, line <n>)", with its three parts kept.
+// Raised like any other exception, so that a host survives it.
+class OVRTL_API EAssertionFailed : public Exception {
+  OV_OBJECT_CLASS
+ public:
+  EAssertionFailed(UnicodeString AText, UnicodeString AUnitName, int32_t ALineNumber);
+  UnicodeString Text;
+  UnicodeString UnitName;
+  int32_t LineNumber;
+};
+
 // Raises the silent EAbort.
 [[noreturn]] OVRTL_API void Abort();
 
