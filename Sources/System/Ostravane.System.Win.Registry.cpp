@@ -190,8 +190,15 @@ bool TRegistry::RegistryConnect(const UnicodeString& AUNCName) {
 
 void TRegistry::RaiseFailure(const wchar_t* AFormat, const UnicodeString& AName, bool ASmallBuffer) const {
   const UnicodeString LMessage = Format(AFormat, {AName}) + L" " + GetLastErrorMsg();
-  if (ASmallBuffer) throw ESmallBufferRegistryException(LMessage);
-  throw ERegistryException(LMessage);
+  // Building the message may have touched the thread's last error: it is set again last of all.
+  if (ASmallBuffer) {
+    ESmallBufferRegistryException E(LMessage);
+    SetLastError(static_cast<DWORD>(LastError()));
+    throw E;
+  }
+  ERegistryException E(LMessage);
+  SetLastError(static_cast<DWORD>(LastError()));
+  throw E;
 }
 
 void TRegistry::RaiseInvalidType(const UnicodeString& AName) { throw ERegistryException(Format(SInvalidRegType, {AName})); }

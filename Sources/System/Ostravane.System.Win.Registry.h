@@ -12,7 +12,8 @@
 //
 // Failure contract: operations that answer a Boolean, a handle, a size or a type never raise for a
 // refusal of the system; LastError and the thread's last error then hold its code, and
-// GetLastErrorMsg its text. The typed reads and writes raise ERegistryException (a buffer too small
+// GetLastErrorMsg its text. After a raise LastError holds the code (the thread's last error is set
+// too, but the unwinding of the process's first exception may clear it). The typed reads and writes raise ERegistryException (a buffer too small
 // for ReadBinaryData: ESmallBufferRegistryException); the ...Def reads never raise. An instance
 // belongs to one thread at a time.
 #pragma once
