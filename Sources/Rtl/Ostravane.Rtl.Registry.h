@@ -26,14 +26,6 @@ struct TRegKeyInfo {
   FILETIME FileTime;
 };
 
-struct TRegKeyTraits {
-  using TType = HKEY;
-  static TType Invalid() noexcept { return nullptr; }
-  static bool IsValid(TType H) noexcept { return H != nullptr; }
-  static void Close(TType H) noexcept { RegCloseKey(H); }
-};
-using TRegKeyOwner = TUniqueHandle<TRegKeyTraits>;
-
 class OVRTL_API TRegistry : public TObject {
   OV_OBJECT_CLASS
  public:
