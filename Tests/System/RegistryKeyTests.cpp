@@ -347,6 +347,14 @@ TEST(RegistryKeyTest, HivesSaveAndLoadASubtree) {
 
   // Loaded below HKLM: the whole subtree is there. LoadKey ignores the open key.
   const std::wstring LHive = L"OvRTLHive-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(GetTickCount());
+  // A hive left loaded by a failed assertion goes too.
+  struct THiveGuard {
+    const std::wstring& Name;
+    ~THiveGuard() {
+      RegUnLoadKeyW(HKEY_LOCAL_MACHINE, Name.c_str());
+      RegUnLoadKeyW(HKEY_USERS, Name.c_str());
+    }
+  } LGuard{LHive};
   TRegistry RLoad;
   RLoad.SetRootKey(HKEY_LOCAL_MACHINE);
   ASSERT_TRUE(RLoad.OpenKey(L"\\Software", false));
