@@ -17,6 +17,7 @@
 #include "Ostravane.Utils.Hash.MD5.h"
 #include "Ostravane.Utils.Hash.SHA1.h"
 #include "Ostravane.Utils.Hash.SHA256.h"
+#include "Ostravane.System.Win.Registry.h"
 #include "Ostravane.Winapi.Messages.h"
 #include "OvComponentsRTL.h"
 
@@ -406,6 +407,161 @@ void CommandTwofish(const std::vector<std::wstring>& AArgs) {
   const int LBits = LKeyLength <= 16 ? 128 : LKeyLength <= 24 ? 192 : 256;
   Print(std::wstring(LEncrypt ? L"Encrypted " : L"Decrypted ") + std::to_wstring(LSource.GetSize()) + L" bytes into " +
         std::to_wstring(LDest.GetSize()) + L" (Twofish-" + std::to_wstring(LBits) + L", ECB stream form)");
+// ---- The registry, by the library's key strings ---------------------------------------------------
+
+// A key string taken apart; without a view mark the process's own view, without a doubled backslash
+// no value name.
+struct TKeyString {
+  uint32_t Flag = 0;
+  HKEY Root = nullptr;
+  UnicodeString Key, Name;
+  bool HasName = false;
+  UnicodeString Text() const { return TRegistry::RegistryKeyToStr(Flag, Root, Key, HasName ? Name : UnicodeString()); }
+};
+
+TKeyString ParseKeyString(const std::wstring& AText) {
+  TKeyString L;
+  const UnicodeString LUnset(1, L'\0');
+  L.Name = LUnset;
+  TRegistry::ExtractKeyParams(AText, L.Flag, L.Root, L.Key, L.Name);
+  L.HasName = L.Name != LUnset;
+  if (!L.HasName) L.Name.clear();
+  if (TRegistry::RegistryRootToStr(L.Root).empty() || L.Key.empty() || L.Key[0] != L'\\')
+    throw EUsage{L"not a key string with a root: " + AText + L" (e.g. (x64)HKLM\\Software\\Foo\\\\Name)"};
+  return L;
+}
+
+const wchar_t* TypeName(TRegDataType AType) {
+  static const wchar_t* const C_NAMES[] = {L"REG_NONE",  L"REG_SZ",    L"REG_EXPAND_SZ", L"REG_MULTI_SZ",
+                                           L"REG_DWORD", L"REG_QWORD", L"REG_BINARY"};
+  return C_NAMES[AType];
+}
+
+enum class TOpenMode { omRead, omWrite, omCreate };
+
+// Opens the key of AKey in its view; a missing key is an error of its own line.
+void OpenRegKey(TRegistry& R, const TKeyString& AKey, TOpenMode AMode) {
+  R.SetRootKey(AKey.Root);
+  R.SetAccess((AMode == TOpenMode::omRead ? KEY_READ : KEY_ALL_ACCESS) | AKey.Flag);
+  if (!(AMode == TOpenMode::omRead ? R.OpenKeyReadOnly(AKey.Key) : R.OpenKey(AKey.Key, AMode == TOpenMode::omCreate)))
+    throw Rtl::Exception(L"no key " + TRegistry::RegistryKeyToStr(AKey.Flag, AKey.Root, AKey.Key, L"") + L": " +
+                         R.GetLastErrorMsg());
+}
+
+std::wstring ValueText(TRegistry& R, const UnicodeString& AName) {
+  const TRegDataType LType = R.GetDataType(AName);
+  std::wstring LText;
+  if (LType == rdMultiString) {
+    for (const UnicodeString& S : R.ReadMultiString(AName)) LText += (LText.empty() ? L"" : L" | ") + S;
+  } else {
+    LText = R.GetDataAsString(AName, LType == rdInteger || LType == rdInt64 || LType == rdBinary || LType == rdUnknown);
+  }
+  return Pad(TypeName(LType), 15) + LText;
+}
+
+void CommandRegGet(const TKeyString& AKey, const std::vector<std::wstring>&) {
+  TRegistry R;
+  OpenRegKey(R, AKey, TOpenMode::omRead);
+  if (!R.ValueExists(AKey.Name))
+    throw Rtl::Exception(L"no value " + AKey.Text() + (AKey.HasName ? L"" : L" (the default value)") + L": " +
+                         R.GetLastErrorMsg());
+  Print(ValueText(R, AKey.Name));
+}
+
+void CommandRegSet(const TKeyString& AKey, const std::vector<std::wstring>& AArgs) {
+  if (AArgs.size() != 2) throw EUsage{L"reg set takes a key string, a type and the data"};
+  const std::wstring& LType = AArgs[0];
+  const std::wstring& LData = AArgs[1];
+  auto Number = [&](const wchar_t* AWhat) -> uint64_t {
+    size_t LEnd = 0;
+    uint64_t LValue = 0;
+    try {
+      LValue = LData.rfind(L"-", 0) == 0 ? static_cast<uint64_t>(std::stoll(LData, &LEnd, 0)) : std::stoull(LData, &LEnd, 0);
+    } catch (const std::logic_error&) {
+      LEnd = 0;
+    }
+    if (LData.empty() || LEnd != LData.size()) throw EUsage{std::wstring(AWhat) + L" data is not a number: " + LData};
+    return LValue;
+  };
+  // The data is checked before the key is opened, so that bad usage creates nothing.
+  TRegistry R;
+  std::function<void()> LWrite;
+  if (Rtl::SameText(LType, L"REG_SZ")) {
+    LWrite = [&] { R.WriteString(AKey.Name, LData); };
+  } else if (Rtl::SameText(LType, L"REG_EXPAND_SZ")) {
+    LWrite = [&] { R.WriteExpandString(AKey.Name, LData); };
+  } else if (Rtl::SameText(LType, L"REG_MULTI_SZ")) {
+    std::vector<UnicodeString> LStrings;
+    for (size_t LStart = 0; LStart <= LData.size();) {
+      const size_t LEnd = std::min(LData.find(L'|', LStart), LData.size());
+      if (LEnd > LStart) LStrings.push_back(LData.substr(LStart, LEnd - LStart));
+      LStart = LEnd + 1;
+    }
+    LWrite = [&R, &AKey, LStrings] { R.WriteMultiString(AKey.Name, LStrings); };
+  } else if (Rtl::SameText(LType, L"REG_DWORD")) {
+    const auto LValue = static_cast<int32_t>(Number(L"REG_DWORD"));
+    LWrite = [&R, &AKey, LValue] { R.WriteInteger(AKey.Name, LValue); };
+  } else if (Rtl::SameText(LType, L"REG_QWORD")) {
+    const auto LValue = static_cast<int64_t>(Number(L"REG_QWORD"));
+    LWrite = [&R, &AKey, LValue] { R.WriteInt64(AKey.Name, LValue); };
+  } else if (Rtl::SameText(LType, L"REG_BINARY")) {
+    std::wstring LDigits;
+    for (const wchar_t C : LData)
+      if (C != L',' && C != L' ') LDigits += C;
+    if (LDigits.size() % 2 || LDigits.find_first_not_of(L"0123456789abcdefABCDEF") != std::wstring::npos)
+      throw EUsage{L"REG_BINARY data is hexadecimal bytes (01,ab or 01ab): " + LData};
+    std::vector<uint8_t> LBytes;
+    for (size_t I = 0; I < LDigits.size(); I += 2) LBytes.push_back(static_cast<uint8_t>(std::stoul(LDigits.substr(I, 2), nullptr, 16)));
+    LWrite = [&R, &AKey, LBytes] { R.WriteBinaryData(AKey.Name, LBytes.data(), static_cast<int32_t>(LBytes.size())); };
+  } else {
+    throw EUsage{L"unknown type " + LType + L" (REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ, REG_DWORD, REG_QWORD, REG_BINARY)"};
+  }
+  OpenRegKey(R, AKey, TOpenMode::omCreate);
+  LWrite();
+  Print(R.RegistryKeyToStr(AKey.Name) + L"  " + ValueText(R, AKey.Name));
+}
+
+void CommandRegList(const TKeyString& AKey, const std::vector<std::wstring>&) {
+  TRegistry R;
+  OpenRegKey(R, AKey, TOpenMode::omRead);
+  Print(R.RegistryKeyToStr(L""));
+  Rtl::TStringList LNames;
+  R.GetKeyNames(LNames);
+  for (int32_t I = 0; I < LNames.Count(); ++I) Print(L"  [" + LNames[I] + L"]");
+  R.GetValueNames(LNames);
+  for (int32_t I = 0; I < LNames.Count(); ++I)
+    Print(L"  " + Pad(LNames[I].empty() ? std::wstring(L"(default)") : LNames[I], 24) + L" " + ValueText(R, LNames[I]));
+}
+
+void CommandRegDelete(const TKeyString& AKey, const std::vector<std::wstring>&) {
+  TRegistry R;
+  if (AKey.HasName) {
+    OpenRegKey(R, AKey, TOpenMode::omWrite);
+    if (!R.DeleteValue(AKey.Name)) throw Rtl::Exception(L"no value " + AKey.Text() + L": " + R.GetLastErrorMsg());
+    Print(L"Deleted the value " + AKey.Text());
+    return;
+  }
+  R.SetRootKey(AKey.Root);
+  R.SetAccess(KEY_ALL_ACCESS | AKey.Flag);
+  if (!R.KeyExists(AKey.Key)) throw Rtl::Exception(L"no key " + AKey.Text() + L": " + R.GetLastErrorMsg());
+  if (!R.DeleteKey(AKey.Key)) throw Rtl::Exception(L"can't delete " + AKey.Text() + L": " + R.GetLastErrorMsg());
+  Print(L"Deleted the key " + AKey.Text() + L" with everything below it");
+}
+
+void CommandReg(const std::vector<std::wstring>& AArgs) {
+  static const std::pair<const wchar_t*, void (*)(const TKeyString&, const std::vector<std::wstring>&)> C_SUB[] = {
+      {L"get", &CommandRegGet}, {L"set", &CommandRegSet}, {L"list", &CommandRegList}, {L"delete", &CommandRegDelete}};
+  for (const auto& [LName, LRun] : C_SUB)
+    if (!AArgs.empty() && AArgs[0] == LName) {
+      if (AArgs.size() < 2) throw EUsage{L"reg " + std::wstring(LName) + L" takes a key string"};
+      if (AArgs.size() > 2 && LRun != &CommandRegSet) throw EUsage{L"reg " + std::wstring(LName) + L" takes one key string"};
+      TLibraryScope LSession;
+      LRun(ParseKeyString(AArgs[1]), std::vector<std::wstring>(AArgs.begin() + 2, AArgs.end()));
+      return;
+    }
+  if (AArgs.size() != 1) throw EUsage{L"reg takes get, set, list or delete and a key string"};
+  TLibraryScope LSession;
+  CommandRegList(ParseKeyString(AArgs[0]), {});
 }
 
 void CommandHelp(const std::vector<std::wstring>&);
@@ -428,6 +584,10 @@ const TCommand C_COMMANDS[] = {
     {L"hash", L"<alg> <file>", L"md5, sha1, sha256 or crc32 of a file, in lower-case hexadecimal", &CommandHash},
     {L"twofish", L"<enc|dec> <key-hex> <in> <out>", L"Twofish stream form of a file, the key used as given",
      &CommandTwofish},
+    {L"reg", L"<op> <key>", L"get, set <type> <data>, list or delete (whole subtrees) by a key string such as\n"
+                            L"                          (x64)HKLM\\Software\\Foo\\\\Name; types REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ (a|b),\n"
+                            L"                          REG_DWORD, REG_QWORD, REG_BINARY (01,ab)",
+     &CommandReg},
     {L"help", L"", L"this text", &CommandHelp},
 };
 

@@ -109,6 +109,8 @@ class OVRTL_API TStringList : public TObject {
   void Delete(int32_t AIndex);
   void Clear() noexcept { FItems.clear(); }
   int32_t Count() const noexcept { return static_cast<int32_t>(FItems.size()); }
+  // Room for ACapacity strings, so that a list filled to a known count allocates once.
+  void SetCapacity(int32_t ACapacity) { FItems.reserve(ACapacity > 0 ? static_cast<size_t>(ACapacity) : 0); }
   int32_t IndexOf(const UnicodeString& S) const;
   const UnicodeString& operator[](int32_t AIndex) const { return FItems.at(AIndex); }
   UnicodeString& operator[](int32_t AIndex) { return FItems.at(AIndex); }

@@ -75,9 +75,18 @@ struct TLocalMemTraits {
   static void Close(TType H) noexcept { LocalFree(H); }
 };
 
+// Registry keys (RegOpenKeyExW, RegCreateKeyExW).
+struct TRegKeyTraits {
+  using TType = HKEY;
+  static TType Invalid() noexcept { return nullptr; }
+  static bool IsValid(TType H) noexcept { return H != nullptr; }
+  static void Close(TType H) noexcept { RegCloseKey(H); }
+};
+
 using THandleOwner = TUniqueHandle<TKernelHandleTraits>;
 using TFileHandleOwner = TUniqueHandle<TFileHandleTraits>;
 using TFindHandleOwner = TUniqueHandle<TFindHandleTraits>;
 using TLocalMemOwner = TUniqueHandle<TLocalMemTraits>;
+using TRegKeyOwner = TUniqueHandle<TRegKeyTraits>;
 
 }  // namespace Ostravane::Rtl

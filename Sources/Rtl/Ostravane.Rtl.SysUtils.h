@@ -238,5 +238,7 @@ OVRTL_API UnicodeString GetModuleName(HMODULE AModule);
 // The system's text for an error code, without the trailing blanks and full stop; empty when the
 // system has none.
 OVRTL_API UnicodeString SysErrorMessage(uint32_t AErrorCode);
+// The runtime's text of a system error: the code, then SysErrorMessage of it.
+inline constexpr wchar_t SOSError[] = L"System Error. Code: %0:d. %1:s";
 
 }  // namespace Ostravane::Rtl

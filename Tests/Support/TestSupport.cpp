@@ -52,6 +52,61 @@ void DeleteTree(const std::wstring& APath) {
 }
 
 namespace {
+constexpr wchar_t C_TEMP_KEY_PREFIX[] = L"OvRTLTest-";
+
+// Keys of test processes that ended without their clean-up (killed at a time-out, say).
+void DeleteStaleRegKeys(HKEY ARoot, REGSAM AView) {
+  HKEY LSoftware = nullptr;
+  if (RegOpenKeyExW(ARoot, L"Software", 0, KEY_READ | AView, &LSoftware) != ERROR_SUCCESS) return;
+  std::vector<std::wstring> LStale;
+  wchar_t LName[256];
+  for (DWORD I = 0;; ++I) {
+    DWORD LLength = 256;
+    if (RegEnumKeyExW(LSoftware, I, LName, &LLength, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+    const std::wstring S(LName, LLength);
+    if (S.rfind(C_TEMP_KEY_PREFIX, 0) != 0) continue;
+    const DWORD LPid = wcstoul(S.c_str() + wcslen(C_TEMP_KEY_PREFIX), nullptr, 10);
+    THandleOwner LProcess(OpenProcess(SYNCHRONIZE, FALSE, LPid));
+    if (!LProcess || WaitForSingleObject(LProcess.get(), 0) == WAIT_OBJECT_0) LStale.push_back(S);
+  }
+  RegCloseKey(LSoftware);
+  for (const std::wstring& S : LStale) DeleteRegTree(ARoot, L"Software\\" + S, AView);
+}
+}  // namespace
+
+std::wstring TTempRegKey::UniqueName() {
+  static LONG GCounter = 0;
+  return C_TEMP_KEY_PREFIX + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(InterlockedIncrement(&GCounter)) +
+         L"-" + std::to_wstring(GetTickCount());
+}
+
+TTempRegKey::TTempRegKey(HKEY ARoot, REGSAM AView, const std::wstring& AName)
+    : FRoot(ARoot), FView(AView), FPath(L"Software\\" + AName) {
+  static bool GCleaned = false;
+  if (!GCleaned) {
+    GCleaned = true;
+    for (HKEY LRoot : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
+      for (REGSAM LView : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) DeleteStaleRegKeys(LRoot, LView);
+  }
+  HKEY LKey = nullptr;
+  if (RegCreateKeyExW(FRoot, FPath.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | FView, nullptr, &LKey, nullptr) != ERROR_SUCCESS)
+    throw std::runtime_error("can't make a temporary registry key");
+  RegCloseKey(LKey);
+}
+
+TTempRegKey::~TTempRegKey() { DeleteRegTree(FRoot, FPath, FView); }
+
+bool DeleteRegTree(HKEY ARoot, const std::wstring& APath, REGSAM AView) {
+  HKEY LKey = nullptr;
+  if (RegOpenKeyExW(ARoot, APath.c_str(), 0, KEY_ALL_ACCESS | AView, &LKey) == ERROR_SUCCESS) {
+    RegDeleteTreeW(LKey, nullptr);
+    RegCloseKey(LKey);
+  }
+  const LONG LCode = AView ? RegDeleteKeyExW(ARoot, APath.c_str(), AView, 0) : RegDeleteKeyW(ARoot, APath.c_str());
+  return LCode == ERROR_SUCCESS || LCode == ERROR_FILE_NOT_FOUND;
+}
+
+namespace {
 // The log folder of a process whose tests didn't set one: removed when the process ends.
 const std::wstring& ProcessLogFolder() {
   static const TTempDir LFolder;

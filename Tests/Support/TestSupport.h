@@ -25,6 +25,31 @@ class TTempDir {
 
 void DeleteTree(const std::wstring& APath);
 
+// A new key below ARoot\Software, in the registry view AView (0, KEY_WOW64_32KEY or KEY_WOW64_64KEY),
+// deleted with everything below it at the end. A name shared by two instances makes twins in two
+// views. Keys of earlier runs whose process is gone are removed first.
+class TTempRegKey {
+ public:
+  explicit TTempRegKey(HKEY ARoot = HKEY_CURRENT_USER, REGSAM AView = 0, const std::wstring& AName = UniqueName());
+  ~TTempRegKey();
+  TTempRegKey(const TTempRegKey&) = delete;
+  TTempRegKey& operator=(const TTempRegKey&) = delete;
+  HKEY Root() const { return FRoot; }
+  REGSAM View() const { return FView; }
+  // "Software\<name>", without a leading backslash.
+  const std::wstring& Path() const { return FPath; }
+  // A name no other test and no other process uses.
+  static std::wstring UniqueName();
+
+ private:
+  HKEY FRoot;
+  REGSAM FView;
+  std::wstring FPath;
+};
+
+// Deletes ARoot\APath with everything below it, in the view AView; true when it is gone.
+bool DeleteRegTree(HKEY ARoot, const std::wstring& APath, REGSAM AView);
+
 // Raises the process's shared log to the maximum, with direct writes, for its lifetime, into the log
 // folder already set or else a folder of this process; NewLines tells what was logged meanwhile.
 class TLogCapture {
