@@ -407,6 +407,8 @@ void CommandTwofish(const std::vector<std::wstring>& AArgs) {
   const int LBits = LKeyLength <= 16 ? 128 : LKeyLength <= 24 ? 192 : 256;
   Print(std::wstring(LEncrypt ? L"Encrypted " : L"Decrypted ") + std::to_wstring(LSource.GetSize()) + L" bytes into " +
         std::to_wstring(LDest.GetSize()) + L" (Twofish-" + std::to_wstring(LBits) + L", ECB stream form)");
+}
+
 // ---- The registry, by the library's key strings ---------------------------------------------------
 
 // A key string taken apart; without a view mark the process's own view, without a doubled backslash

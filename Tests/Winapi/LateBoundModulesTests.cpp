@@ -3,6 +3,7 @@
 // string or fix the root power key (seen through fake exports), and real calls where Wine answers.
 #include <gtest/gtest.h>
 
+
 #include <string>
 #include <vector>
 
@@ -24,6 +25,8 @@
 #include "Ostravane.Winapi.WinTrust.h"
 #include "Ostravane.Winapi.WtsApi32.h"
 #include "TestSupport.h"
+
+#include <softpub.h>
 #include "WinapiTestSupport.h"
 
 using namespace Ostravane;
@@ -310,6 +313,90 @@ TEST(LateBoundModulesOthers, CryptMsgClosePFXIsPFXBlobIsUserAdminAndWTSFreeMemor
   EXPECT_TRUE(LFound) << "this process among " << LCount;
   WtsApi32::WTSFreeMemory(LProcesses);
   EXPECT_EQ(LProcesses, nullptr);
+}
+
+// Wine's answers, each the system's own result handed on by the wrapper's kind. (Wine's srclient
+// exports SRRemoveRestorePoint, DisableSR and EnableSR as unimplemented stubs that end the process
+// when called: they are only resolved, in the test above.)
+TEST(LateBoundModulesOthers, RealCallsOfTheRemainingModulesGiveTheSystemsAnswers) {
+  SetLastError(0);
+  EXPECT_FALSE(Sfc::SfcIsFileProtected(nullptr, L"C:\\windows\\system32\\kernel32.dll"));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+
+  // Wine's BluetoothFindFirstRadio is a stub: no search, ERROR_CALL_NOT_IMPLEMENTED.
+  BLUETOOTH_FIND_RADIO_PARAMS LRadioParams{sizeof(LRadioParams)};
+  HANDLE LRadio = nullptr;
+  SetLastError(0);
+  EXPECT_EQ(IrProps::BluetoothFindFirstRadio(&LRadioParams, &LRadio), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_CALL_NOT_IMPLEMENTED));
+
+  EXPECT_EQ(MsiQuery::MsiQueryProductState(L"{00000000-0000-0000-0000-000000000000}"), INSTALLSTATE_UNKNOWN);
+  wchar_t LProduct[39]{};
+  EXPECT_EQ(MsiQuery::MsiEnumProducts(0, LProduct), static_cast<UINT>(ERROR_NO_MORE_ITEMS));
+  MSIHANDLE LDatabase = 0;
+  EXPECT_EQ(MsiQuery::MsiOpenDatabase(L"C:\\OvNoSuch\u6d4b.msi", MSIDBOPEN_READONLY, &LDatabase),
+            static_cast<UINT>(ERROR_FUNCTION_FAILED));
+  EXPECT_EQ(LDatabase, 0u);
+
+  RESTOREPOINTINFOW LPoint{};
+  LPoint.dwEventType = BEGIN_SYSTEM_CHANGE;
+  LPoint.dwRestorePtType = APPLICATION_INSTALL;
+  wcscpy(LPoint.szDescription, L"OvRTL test");
+  STATEMGRSTATUS LStatus{};
+  LStatus.nStatus = 1234;
+  EXPECT_FALSE(SrClient::SRSetRestorePoint(&LPoint, &LStatus)) << "Wine keeps no restore points";
+  EXPECT_EQ(LStatus.nStatus, 0u);
+
+  // A catalog hash of a plain file is its SHA-1; no catalog knows it; the program is not signed.
+  OvTest::TTempDir LDir;
+  const std::wstring LText = LDir.Path() + L"abc.txt";
+  OvTest::WriteFileBytes(LText, {'a', 'b', 'c'});
+  HCATADMIN LAdmin = nullptr;
+  ASSERT_TRUE(WinTrust::CryptCATAdminAcquireContext(&LAdmin, nullptr, 0));
+  const HANDLE LFile = CreateFileW(LText.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(LFile, INVALID_HANDLE_VALUE);
+  BYTE LHash[20]{};
+  DWORD LHashSize = 0;
+  WinTrust::CryptCATAdminCalcHashFromFileHandle(LFile, &LHashSize, nullptr, 0);  // the size only
+  EXPECT_EQ(LHashSize, 20u);
+  EXPECT_TRUE(WinTrust::CryptCATAdminCalcHashFromFileHandle(LFile, &LHashSize, LHash, 0));
+  CloseHandle(LFile);
+  const BYTE C_SHA1_ABC[20] = {0xa9, 0x99, 0x3e, 0x36, 0x47, 0x06, 0x81, 0x6a, 0xba, 0x3e,
+                               0x25, 0x71, 0x78, 0x50, 0xc2, 0x6c, 0x9c, 0xd0, 0xd8, 0x9d};
+  EXPECT_EQ(memcmp(LHash, C_SHA1_ABC, 20), 0);
+  EXPECT_EQ(WinTrust::CryptCATAdminEnumCatalogFromHash(LAdmin, LHash, LHashSize, 0, nullptr), nullptr);
+  EXPECT_TRUE(WinTrust::CryptCATAdminReleaseContext(LAdmin, 0));
+  const std::wstring LSelf = OvTest::BinDir() + L"WinapiTests.exe";
+  WINTRUST_FILE_INFO LFileInfo{sizeof(LFileInfo), LSelf.c_str(), nullptr, nullptr};
+  WINTRUST_DATA LData{};
+  LData.cbStruct = sizeof(LData);
+  LData.dwUIChoice = WTD_UI_NONE;
+  LData.fdwRevocationChecks = WTD_REVOKE_NONE;
+  LData.dwUnionChoice = WTD_CHOICE_FILE;
+  LData.pFile = &LFileInfo;
+  LData.dwStateAction = WTD_STATEACTION_IGNORE;
+  GUID LAction = WINTRUST_ACTION_GENERIC_VERIFY_V2;
+  EXPECT_EQ(WinTrust::WinVerifyTrust(static_cast<HWND>(INVALID_HANDLE_VALUE), &LAction, &LData), TRUST_E_NOSIGNATURE);
+
+  DEVINST LParent = 0;
+  EXPECT_EQ(CfgMgr32::CM_Get_Parent(&LParent, 0x7FFF, 0), static_cast<CONFIGRET>(CR_NO_SUCH_DEVINST));
+  ULONG LLength = 0;
+  EXPECT_EQ(CfgMgr32::CM_Get_Device_ID_Size(&LLength, 0x7FFF, 0), static_cast<CONFIGRET>(CR_NO_SUCH_DEVINST));
+
+  // The local accounts hold the user this test runs as.
+  LPBYTE LBuffer = nullptr;
+  DWORD LRead = 0, LTotal = 0;
+  ASSERT_EQ(NetApi32::NetUserEnum(UnicodeString(), 0, FILTER_NORMAL_ACCOUNT, &LBuffer, MAX_PREFERRED_LENGTH, &LRead,
+                                  &LTotal, nullptr),
+            static_cast<NET_API_STATUS>(NERR_Success));
+  wchar_t LUser[256]{};
+  DWORD LUserSize = 256;
+  ASSERT_TRUE(GetUserNameW(LUser, &LUserSize));
+  bool LFound = false;
+  for (DWORD I = 0; I < LRead; ++I)
+    LFound = LFound || _wcsicmp(reinterpret_cast<USER_INFO_0*>(LBuffer)[I].usri0_name, LUser) == 0;
+  EXPECT_TRUE(LFound) << LUser;
+  EXPECT_EQ(NetApi32::NetApiBufferFree(LBuffer), static_cast<NET_API_STATUS>(NERR_Success));
 }
 
 }  // namespace
