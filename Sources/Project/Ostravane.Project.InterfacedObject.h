@@ -8,15 +8,15 @@
 // body and OV_IMPLEMENT_INTERFACED_CLASS(TItsName, TParent, entries...) in its source, the entries
 // naming the interfaces it adds (OvInterfaceEntry<TItsName, IFoo>(IID_IFoo)). Its class reference
 // (TInterfacedObjectClass) builds instances (the virtual constructor) and lists its interfaces. A
-// class that declares its own static-free member `void FirstInstanceCreate()` or
-// `void LastInstanceDestroy()` has that hook; one that inherits them has none, which the record
-// tells at compile time.
+// class that declares its own member function `void FirstInstanceCreate()` or
+// `void LastInstanceDestroy()` has that hook; one that only inherits them has none, which the
+// record settles at compile time.
 //
 // Lifetime. An instance is built by its class's Create (or its class reference's) and counted once
 // it is whole, so its hooks see the complete object; it goes with the last Release, or with Free
 // when it was never reference-counted. A constructor that raises leaves nothing counted; a
-// first-instance hook that raises uncounts the instance again (the last-instance hooks run for the
-// classes already counted) and passes the exception on.
+// first-instance hook that raises uncounts the instance again along its whole chain (with the
+// last-instance hooks, as any end of an instance) and passes the exception on.
 //
 // Counting. FCSInit serialises all counting and is held across the hooks: a hook may build or free
 // instances on its own thread (the section is re-entrant) but must not wait for another thread
