@@ -6,6 +6,7 @@
 #include "Ostravane.Debug.LogFile.h"
 #include "Ostravane.DllRoutines.h"
 #include "Ostravane.Project.EventNotifier.h"
+#include "Ostravane.Project.InterfacedObject.h"
 #include "Ostravane.Winapi.Messages.h"
 #include "Ostravane.Rtl.Classes.h"
 #include "Ostravane.System.Thread.h"
@@ -30,6 +31,7 @@ const TPackageUnitEntry C_UNITS[] = {
     {L"Ostravane.DllRoutines", &DllRoutines::Init, &DllRoutines::Done, L"DllRoutines.Init",
      L"DllRoutines.Done, frees all libraries"},
     {L"Ostravane.System.Win.Registry", nullptr, nullptr, L"nothing", L"nothing"},
+    {L"Ostravane.System.FileVersionInfo", nullptr, nullptr, L"nothing", L"nothing"},
     {L"Ostravane.Winapi.Messages", &ExtMessages::Init, &ExtMessages::Done, L"ExtMessages.Init", L"clears its names"},
     {L"Ostravane.System.Thread", &TThread::Init, &TThread::Done, L"TThread.Init", L"TThread.Done"},
     {L"Ostravane.System.HighClock", nullptr, nullptr, L"nothing", L"nothing"},
@@ -37,6 +39,8 @@ const TPackageUnitEntry C_UNITS[] = {
     {L"Ostravane.Project.EventNotifier", &EventNotifier::Init, &EventNotifier::Done, L"EventNotifier.Init",
      L"EventNotifier.Done, frees the hidden window"},
     {L"Ostravane.Utils.Crypt.Twofish", &CryptTwofish::PreCompMDS, nullptr, L"CryptTwofish.PreCompMDS", L"nothing"},
+    {L"Ostravane.Project.InterfacedObject", &TInterfacedObject::Init, &TInterfacedObject::Done, L"TInterfacedObject.Init",
+     L"TInterfacedObject.Done, reports classes left alive"},
 };
 constexpr int32_t C_UNIT_COUNT = static_cast<int32_t>(std::size(C_UNITS));
 

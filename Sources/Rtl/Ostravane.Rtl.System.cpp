@@ -13,6 +13,8 @@ bool TObject::InheritsFrom(TClass AClass) const noexcept {
   return false;
 }
 
+void TObject::DefaultHandler(void*) {}
+
 HINSTANCE HInstance() noexcept { return reinterpret_cast<HINSTANCE>(&__ImageBase); }
 
 HINSTANCE MainInstance() noexcept { return GetModuleHandleW(nullptr); }

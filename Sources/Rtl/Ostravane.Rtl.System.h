@@ -30,11 +30,20 @@ using UnicodeString = std::wstring;
 using AnsiString = std::string;
 using TDateTime = double;  // days since 1899-12-30, the fraction is the time of day
 
+class TObject;
+
+// A class-level notice run on one instance: the first-instance and last-instance hooks of
+// Ostravane.Project.InterfacedObject.
+using TInstanceHook = void (*)(TObject* AInstance);
+
 // A class reference: the name and parent of a class, one record a class, declared by OV_STATIC_CLASS
-// or OV_OBJECT_CLASS and defined by OV_IMPLEMENT_CLASS. Records are compared by address.
+// or OV_OBJECT_CLASS and defined by OV_IMPLEMENT_CLASS. Records are compared by address. The hooks
+// are the class's own (never its parent's); null where the class declares none.
 struct TClassRecord {
   const wchar_t* ClassName;
   const TClassRecord* ClassParent;
+  TInstanceHook FirstInstanceCreate = nullptr;
+  TInstanceHook LastInstanceDestroy = nullptr;
 };
 using TClass = const TClassRecord*;
 
@@ -70,6 +79,9 @@ class OVRTL_API TObject {
   UnicodeString ClassName() const { return ClassType()->ClassName; }
   // True when this object's class is AClass or derives from it.
   bool InheritsFrom(TClass AClass) const noexcept;
+  // A message no handler of the object took; a record whose first 16-bit field tells its kind.
+  // Nothing here.
+  virtual void DefaultHandler(void* AMessage);
 };
 
 // A method of an object kept as object and member function, so that a subscriber can later be found

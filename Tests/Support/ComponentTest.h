@@ -7,6 +7,9 @@
 // - ComponentFactoryV1.dll: the same built as version 6.2.9200 whose "DllGetVersion" knows only the
 //   20-byte record and refuses the 32-byte one with E_INVALIDARG.
 // - ComponentGetInstance.dll: only "GetInstance".
+// - ComponentInterfaced.dll: built on OvComponentsRTL's TInterfacedObject and its three
+//   ...Internal functions (version 7.1.2600.5512); "ComponentInterfacedClass" gives its class
+//   references, "ComponentInterfacedEvents" the hooks that fired.
 // - ComponentResources.dll: no factory; "ComponentAdd" and a string table (1, 100, and 300 with 300
 //   characters).
 #pragma once
@@ -27,6 +30,7 @@ struct IOvTestComponent : public IUnknown {
 inline constexpr LONG C_COMPONENT_FACTORY = 1;
 inline constexpr LONG C_COMPONENT_FACTORY_V1 = 2;
 inline constexpr LONG C_COMPONENT_GET_INSTANCE = 3;
+inline constexpr LONG C_COMPONENT_INTERFACED = 4;
 
 // Control entries of the factory components.
 // Objects of the component alive now.
@@ -41,6 +45,11 @@ using TComponentWaitProc = void(WINAPI*)(void* AArg);
 using TComponentSetFactoryWait = void(WINAPI*)(TComponentWaitProc AProc, void* AArg);
 // The cbSize of each "DllGetVersion" call so far, the first AMax of them; the result is their number.
 using TComponentVersionSizes = LONG(WINAPI*)(DWORD* ASizes, LONG AMax);
+// ComponentInterfaced.dll: its class reference AIndex (0: the base, 1: the derived class it hands
+// out), null beyond them; and the hooks fired so far, one "+Class" or "-Class" a line, the number of
+// characters copied (at most AMax - 1, NUL-terminated) as the result.
+using TComponentInterfacedClass = const void*(WINAPI*)(LONG AIndex);
+using TComponentInterfacedEvents = LONG(WINAPI*)(wchar_t* ABuffer, LONG AMax);
 // ComponentResources.dll: ALeft + ARight.
 using TComponentAdd = LONG(WINAPI*)(LONG ALeft, LONG ARight);
 
