@@ -10,6 +10,7 @@
 #include "Ostravane.Rtl.Classes.h"
 #include "Ostravane.System.Thread.h"
 #include "Ostravane.System.Timer.h"
+#include "Ostravane.System.Win.OSInfo.h"
 #include "Ostravane.Utils.Crypt.Twofish.h"
 
 namespace Ostravane {
@@ -30,6 +31,7 @@ const TPackageUnitEntry C_UNITS[] = {
     {L"Ostravane.DllRoutines", &DllRoutines::Init, &DllRoutines::Done, L"DllRoutines.Init",
      L"DllRoutines.Done, frees all libraries"},
     {L"Ostravane.System.Win.Registry", nullptr, nullptr, L"nothing", L"nothing"},
+    {L"Ostravane.System.Win.OSInfo", &OSInfo::Init, &OSInfo::Done, L"OSInfo.Init", L"OSInfo.Done"},
     {L"Ostravane.Winapi.Messages", &ExtMessages::Init, &ExtMessages::Done, L"ExtMessages.Init", L"clears its names"},
     {L"Ostravane.System.Thread", &TThread::Init, &TThread::Done, L"TThread.Init", L"TThread.Done"},
     {L"Ostravane.System.HighClock", nullptr, nullptr, L"nothing", L"nothing"},

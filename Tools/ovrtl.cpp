@@ -17,6 +17,7 @@
 #include "Ostravane.Utils.Hash.MD5.h"
 #include "Ostravane.Utils.Hash.SHA1.h"
 #include "Ostravane.Utils.Hash.SHA256.h"
+#include "Ostravane.System.Win.OSInfo.h"
 #include "Ostravane.System.Win.Registry.h"
 #include "Ostravane.Winapi.Messages.h"
 #include "OvComponentsRTL.h"
@@ -407,6 +408,8 @@ void CommandTwofish(const std::vector<std::wstring>& AArgs) {
   const int LBits = LKeyLength <= 16 ? 128 : LKeyLength <= 24 ? 192 : 256;
   Print(std::wstring(LEncrypt ? L"Encrypted " : L"Decrypted ") + std::to_wstring(LSource.GetSize()) + L" bytes into " +
         std::to_wstring(LDest.GetSize()) + L" (Twofish-" + std::to_wstring(LBits) + L", ECB stream form)");
+}
+
 // ---- The registry, by the library's key strings ---------------------------------------------------
 
 // A key string taken apart; without a view mark the process's own view, without a doubled backslash
@@ -564,6 +567,37 @@ void CommandReg(const std::vector<std::wstring>& AArgs) {
   CommandRegList(ParseKeyString(AArgs[0]), {});
 }
 
+// ---- What OSInfo sees -----------------------------------------------------------------------------
+
+void CommandOS(const std::vector<std::wstring>&) {
+  TLibraryScope LSession;
+  auto LYesNo = [](bool A) { return std::wstring(A ? L"yes" : L"no"); };
+  Print(L"Windows:          " + OSInfo::WindowsVersionString());
+  Print(L"Version:          " + std::wstring(STR_WINDOWS_VERSION[OSInfo::WindowsVersion()]) + L" (" +
+        (OSInfo::WindowsProductType() == wptWorkStation ? L"workstation"
+         : OSInfo::WindowsProductType() == wptServer    ? L"server"
+                                                        : L"domain controller") +
+        L")");
+  const std::wstring LEdition = STR_WINDOWS_EDITION[OSInfo::WindowsEdition()];
+  Print(L"Edition:          " + (LEdition.empty() ? std::wstring(L"(none)") : LEdition));
+  Print(L"Build:            " + std::to_wstring(OSInfo::BuildNumber()));
+  Print(L"Architecture:     " + std::wstring(STR_PROCESSOR_ARCHITECTURE[OSInfo::ProcessorArchitecture()]) +
+        (OSInfo::IsWow64() ? L" (this 32-bit process runs under WOW64)" : L""));
+  const std::wstring LServicePack = STR_SERVICE_PACK[OSInfo::ServicePack()];
+  Print(L"Service pack:     " + (LServicePack.empty() ? std::wstring(L"(none)") : LServicePack));
+  Print(L"Memory:           " + std::to_wstring(OSInfo::MemorySize() / (1024 * 1024)) + L" MiB");
+  Rtl::TDateTime LInstalled = 0;
+  Print(L"Installed:        " + (OSInfo::GetWindowsInstallDate(LInstalled)
+                                     ? Rtl::DateTimeToString(L"dd.mm.yyyy hh:nn:ss", LInstalled) +
+                                           (OSInfo::IsFreshInstallation() ? L" (fresh)" : L"")
+                                     : std::wstring(L"unknown")));
+  Print(L"UAC:              " + std::wstring(OSInfo::IsUACEnabled() ? L"on" : L"off"));
+  Print(L"Web browser:      " + OSInfo::WebBrowserAppPath());
+  Print(L"Shell:            " + OSInfo::OSShellAppPath());
+  Print(L"Power:            shutdown " + LYesNo(OSInfo::IsShutdownAllowed()) + L", sleep " +
+        LYesNo(OSInfo::IsSleepAllowed()) + L", hibernation " + LYesNo(OSInfo::IsHibernationAllowed()));
+}
+
 void CommandHelp(const std::vector<std::wstring>&);
 
 struct TCommand {
@@ -588,6 +622,7 @@ const TCommand C_COMMANDS[] = {
                             L"                          (x64)HKLM\\Software\\Foo\\\\Name; types REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ (a|b),\n"
                             L"                          REG_DWORD, REG_QWORD, REG_BINARY (01,ab)",
      &CommandReg},
+    {L"os", L"", L"which Windows OSInfo sees: version, edition, build, architecture, memory, ...", &CommandOS},
     {L"help", L"", L"this text", &CommandHelp},
 };
 
