@@ -32,6 +32,7 @@ const TPackageUnitEntry C_UNITS[] = {
      L"DllRoutines.Done, frees all libraries"},
     {L"Ostravane.System.Win.Registry", nullptr, nullptr, L"nothing", L"nothing"},
     {L"Ostravane.System.Win.OSInfo", &OSInfo::Init, &OSInfo::Done, L"OSInfo.Init", L"OSInfo.Done"},
+    {L"Ostravane.System.FileVersionInfo", nullptr, nullptr, L"nothing", L"nothing"},
     {L"Ostravane.Winapi.Messages", &ExtMessages::Init, &ExtMessages::Done, L"ExtMessages.Init", L"clears its names"},
     {L"Ostravane.System.Thread", &TThread::Init, &TThread::Done, L"TThread.Init", L"TThread.Done"},
     {L"Ostravane.System.HighClock", nullptr, nullptr, L"nothing", L"nothing"},

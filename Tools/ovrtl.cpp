@@ -10,6 +10,7 @@
 #include "Ostravane.DllRoutines.h"
 #include "Ostravane.Project.EventNotifier.h"
 #include "Ostravane.Rtl.Handles.h"
+#include "Ostravane.System.FileVersionInfo.h"
 #include "Ostravane.System.SysUtils.h"
 #include "Ostravane.Utils.CpuFeatures.h"
 #include "Ostravane.Utils.Crypt.Twofish.h"
@@ -598,6 +599,49 @@ void CommandOS(const std::vector<std::wstring>&) {
         LYesNo(OSInfo::IsSleepAllowed()) + L", hibernation " + LYesNo(OSInfo::IsHibernationAllowed()));
 }
 
+// ---- Version resources ---------------------------------------------------------------------------
+
+// The names of the system's standard string fields; a version resource can't list its own.
+const wchar_t* const C_VERSION_FIELDS[] = {L"CompanyName",     L"FileDescription", L"FileVersion",    L"InternalName",
+                                           L"LegalCopyright",  L"LegalTrademarks", L"OriginalFilename",
+                                           L"ProductName",     L"ProductVersion",  L"Comments",       L"PrivateBuild",
+                                           L"SpecialBuild"};
+
+std::wstring FileFlagsText(DWORD AFlags) {
+  static const std::pair<DWORD, const wchar_t*> C_FLAGS[] = {
+      {VS_FF_DEBUG, L"debug"},           {VS_FF_PRERELEASE, L"prerelease"}, {VS_FF_PATCHED, L"patched"},
+      {VS_FF_PRIVATEBUILD, L"private"}, {VS_FF_INFOINFERRED, L"inferred"}, {VS_FF_SPECIALBUILD, L"special"}};
+  std::wstring R;
+  for (const auto& [LFlag, LName] : C_FLAGS)
+    if (AFlags & LFlag) R += (R.empty() ? L"" : L", ") + std::wstring(LName);
+  return R.empty() ? L"none" : R;
+}
+
+void CommandVersion(const std::vector<std::wstring>& AArgs) {
+  if (AArgs.size() != 1) throw EUsage{L"version takes one file"};
+  TLibraryScope LSession;
+  const TFileVersionInfo LInfo(AArgs[0]);
+  if (!LInfo.IsAviable()) throw Rtl::Exception(L"no version resource in " + AArgs[0]);
+  const VS_FIXEDFILEINFO& F = *LInfo.VSFixedInfo();
+  static const wchar_t* const C_TYPES[] = {L"unknown", L"application", L"DLL", L"driver", L"font", L"VxD", L"?", L"static library"};
+  Print(L"File:             " + LInfo.FileName());
+  Print(L"File version:     " + LInfo.FileVersion().AsString());
+  Print(L"Product version:  " + LInfo.ProductVersion().AsString());
+  Print(L"Flags:            " + Hex(F.dwFileFlags & F.dwFileFlagsMask) + L" (" + FileFlagsText(F.dwFileFlags & F.dwFileFlagsMask) +
+        L"; mask " + Hex(F.dwFileFlagsMask) + L")");
+  Print(L"OS:               " + Hex(F.dwFileOS));
+  Print(L"Type:             " + Hex(F.dwFileType) + L" (" + (F.dwFileType < 8 ? C_TYPES[F.dwFileType] : L"?") +
+        L"), subtype " + Hex(F.dwFileSubtype));
+  Print(L"Date:             " + Hex(F.dwFileDateMS) + L" " + Hex(F.dwFileDateLS));
+  Print(L"Translations with \"FileVersion\": " + std::to_wstring(LInfo.Translation().size()));
+  for (const uint32_t LCID : LInfo.Translation()) {
+    Print(L"  " + Rtl::IntToHex(LCID & 0xFFFF, 4) + Rtl::IntToHex(LCID >> 16, 4) + L" (language " +
+          Rtl::IntToHex(LCID & 0xFFFF, 4) + L", code page " + std::to_wstring(LCID >> 16) + L")");
+    for (const wchar_t* LName : C_VERSION_FIELDS)
+      if (LInfo.IsValueExist(LName, LCID)) Print(L"    " + Pad(LName, 18) + LInfo.GetValue(LName, LCID));
+  }
+}
+
 void CommandHelp(const std::vector<std::wstring>&);
 
 struct TCommand {
@@ -623,6 +667,8 @@ const TCommand C_COMMANDS[] = {
                             L"                          REG_DWORD, REG_QWORD, REG_BINARY (01,ab)",
      &CommandReg},
     {L"os", L"", L"which Windows OSInfo sees: version, edition, build, architecture, memory, ...", &CommandOS},
+    {L"version", L"<file>", L"the version resource of a file: fixed fields, and string fields of every translation",
+     &CommandVersion},
     {L"help", L"", L"this text", &CommandHelp},
 };
 

@@ -306,6 +306,37 @@ UnicodeString Format(const UnicodeString& AFormat, const TVarRec* AArgs, size_t 
 
 // ---- Text ---------------------------------------------------------------------------------------
 
+int32_t StrToIntDef(const UnicodeString& S, int32_t ADefault) {
+  size_t I = 0;
+  while (I < S.size() && S[I] == L' ') ++I;
+  bool LNegative = false;
+  if (I < S.size() && (S[I] == L'+' || S[I] == L'-')) LNegative = S[I++] == L'-';
+  uint32_t LBase = 10;
+  if (I < S.size() && S[I] == L'$') {
+    LBase = 16;
+    ++I;
+  } else if (I + 1 < S.size() && S[I] == L'0' && (S[I + 1] == L'x' || S[I + 1] == L'X')) {
+    LBase = 16;
+    I += 2;
+  }
+  if (I == S.size()) return ADefault;
+  // Decimal text may reach 2^31 only with a minus sign; hexadecimal text fills all 32 bits.
+  const uint64_t LLimit = LBase == 16 ? 0xFFFFFFFFull : LNegative ? 0x80000000ull : 0x7FFFFFFFull;
+  uint64_t LValue = 0;
+  for (; I < S.size(); ++I) {
+    const wchar_t C = S[I];
+    uint32_t LDigit;
+    if (C >= L'0' && C <= L'9') LDigit = C - L'0';
+    else if (LBase == 16 && C >= L'a' && C <= L'f') LDigit = C - L'a' + 10;
+    else if (LBase == 16 && C >= L'A' && C <= L'F') LDigit = C - L'A' + 10;
+    else return ADefault;
+    LValue = LValue * LBase + LDigit;
+    if (LValue > LLimit) return ADefault;
+  }
+  const auto LBits = static_cast<uint32_t>(LValue);
+  return static_cast<int32_t>(LNegative ? 0u - LBits : LBits);
+}
+
 UnicodeString Trim(const UnicodeString& S) {
   size_t LFirst = 0, LLast = S.size();
   while (LFirst < LLast && S[LFirst] <= L' ') ++LFirst;

@@ -192,6 +192,10 @@ OVRTL_API UnicodeString StringReplace(const UnicodeString& S, const UnicodeStrin
 // S between two AQuote characters, each AQuote inside doubled.
 OVRTL_API UnicodeString AnsiQuotedStr(const UnicodeString& S, wchar_t AQuote);
 OVRTL_API UnicodeString IntToStr(int64_t AValue);
+// The runtime's integer conversion: leading blanks, an optional sign, decimal digits or hexadecimal
+// ones after "$" or "0x", and nothing after them; a text that doesn't convert, or a value outside
+// Integer (hexadecimal up to $FFFFFFFF, taken as its 32 bits), gives ADefault.
+OVRTL_API int32_t StrToIntDef(const UnicodeString& S, int32_t ADefault);
 OVRTL_API UnicodeString IntToHex(uint64_t AValue, int ADigits);
 OVRTL_API UnicodeString FloatToStr(long double AValue);
 OVRTL_API UnicodeString CurrToStr(int64_t AScaledBy10000);
