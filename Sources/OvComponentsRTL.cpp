@@ -6,6 +6,7 @@
 #include "Ostravane.Debug.LogFile.h"
 #include "Ostravane.DllRoutines.h"
 #include "Ostravane.Project.EventNotifier.h"
+#include "Ostravane.Project.Settings.h"
 #include "Ostravane.Winapi.Messages.h"
 #include "Ostravane.Rtl.Classes.h"
 #include "Ostravane.System.Thread.h"
@@ -40,6 +41,8 @@ const TPackageUnitEntry C_UNITS[] = {
     {L"Ostravane.Project.EventNotifier", &EventNotifier::Init, &EventNotifier::Done, L"EventNotifier.Init",
      L"EventNotifier.Done, frees the hidden window"},
     {L"Ostravane.Utils.Crypt.Twofish", &CryptTwofish::PreCompMDS, nullptr, L"CryptTwofish.PreCompMDS", L"nothing"},
+    {L"Ostravane.Project.Settings", &CommonSettings::Init, &CommonSettings::Done, L"CommonSettings.Init",
+     L"CommonSettings.Done"},
 };
 constexpr int32_t C_UNIT_COUNT = static_cast<int32_t>(std::size(C_UNITS));
 
