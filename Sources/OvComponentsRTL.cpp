@@ -7,10 +7,12 @@
 #include "Ostravane.DllRoutines.h"
 #include "Ostravane.Project.EventNotifier.h"
 #include "Ostravane.Project.InterfacedObject.h"
+#include "Ostravane.Project.Settings.h"
 #include "Ostravane.Winapi.Messages.h"
 #include "Ostravane.Rtl.Classes.h"
 #include "Ostravane.System.Thread.h"
 #include "Ostravane.System.Timer.h"
+#include "Ostravane.System.Win.OSInfo.h"
 #include "Ostravane.Utils.Crypt.Twofish.h"
 
 namespace Ostravane {
@@ -31,6 +33,7 @@ const TPackageUnitEntry C_UNITS[] = {
     {L"Ostravane.DllRoutines", &DllRoutines::Init, &DllRoutines::Done, L"DllRoutines.Init",
      L"DllRoutines.Done, frees all libraries"},
     {L"Ostravane.System.Win.Registry", nullptr, nullptr, L"nothing", L"nothing"},
+    {L"Ostravane.System.Win.OSInfo", &OSInfo::Init, &OSInfo::Done, L"OSInfo.Init", L"OSInfo.Done"},
     {L"Ostravane.System.FileVersionInfo", nullptr, nullptr, L"nothing", L"nothing"},
     {L"Ostravane.Winapi.Messages", &ExtMessages::Init, &ExtMessages::Done, L"ExtMessages.Init", L"clears its names"},
     {L"Ostravane.System.Thread", &TThread::Init, &TThread::Done, L"TThread.Init", L"TThread.Done"},
@@ -41,6 +44,8 @@ const TPackageUnitEntry C_UNITS[] = {
     {L"Ostravane.Utils.Crypt.Twofish", &CryptTwofish::PreCompMDS, nullptr, L"CryptTwofish.PreCompMDS", L"nothing"},
     {L"Ostravane.Project.InterfacedObject", &TInterfacedObject::Init, &TInterfacedObject::Done, L"TInterfacedObject.Init",
      L"TInterfacedObject.Done, reports classes left alive"},
+    {L"Ostravane.Project.Settings", &CommonSettings::Init, &CommonSettings::Done, L"CommonSettings.Init",
+     L"CommonSettings.Done"},
 };
 constexpr int32_t C_UNIT_COUNT = static_cast<int32_t>(std::size(C_UNITS));
 

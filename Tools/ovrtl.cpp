@@ -9,6 +9,7 @@
 #include "Ostravane.Debug.Log.h"
 #include "Ostravane.DllRoutines.h"
 #include "Ostravane.Project.EventNotifier.h"
+#include "Ostravane.Project.Settings.h"
 #include "Ostravane.Rtl.Handles.h"
 #include "Ostravane.System.FileVersionInfo.h"
 #include "Ostravane.System.SysUtils.h"
@@ -18,6 +19,7 @@
 #include "Ostravane.Utils.Hash.MD5.h"
 #include "Ostravane.Utils.Hash.SHA1.h"
 #include "Ostravane.Utils.Hash.SHA256.h"
+#include "Ostravane.System.Win.OSInfo.h"
 #include "Ostravane.System.Win.Registry.h"
 #include "Ostravane.Winapi.Messages.h"
 #include "OvComponentsRTL.h"
@@ -567,6 +569,37 @@ void CommandReg(const std::vector<std::wstring>& AArgs) {
   CommandRegList(ParseKeyString(AArgs[0]), {});
 }
 
+// ---- What OSInfo sees -----------------------------------------------------------------------------
+
+void CommandOS(const std::vector<std::wstring>&) {
+  TLibraryScope LSession;
+  auto LYesNo = [](bool A) { return std::wstring(A ? L"yes" : L"no"); };
+  Print(L"Windows:          " + OSInfo::WindowsVersionString());
+  Print(L"Version:          " + std::wstring(STR_WINDOWS_VERSION[OSInfo::WindowsVersion()]) + L" (" +
+        (OSInfo::WindowsProductType() == wptWorkStation ? L"workstation"
+         : OSInfo::WindowsProductType() == wptServer    ? L"server"
+                                                        : L"domain controller") +
+        L")");
+  const std::wstring LEdition = STR_WINDOWS_EDITION[OSInfo::WindowsEdition()];
+  Print(L"Edition:          " + (LEdition.empty() ? std::wstring(L"(none)") : LEdition));
+  Print(L"Build:            " + std::to_wstring(OSInfo::BuildNumber()));
+  Print(L"Architecture:     " + std::wstring(STR_PROCESSOR_ARCHITECTURE[OSInfo::ProcessorArchitecture()]) +
+        (OSInfo::IsWow64() ? L" (this 32-bit process runs under WOW64)" : L""));
+  const std::wstring LServicePack = STR_SERVICE_PACK[OSInfo::ServicePack()];
+  Print(L"Service pack:     " + (LServicePack.empty() ? std::wstring(L"(none)") : LServicePack));
+  Print(L"Memory:           " + std::to_wstring(OSInfo::MemorySize() / (1024 * 1024)) + L" MiB");
+  Rtl::TDateTime LInstalled = 0;
+  Print(L"Installed:        " + (OSInfo::GetWindowsInstallDate(LInstalled)
+                                     ? Rtl::DateTimeToString(L"dd.mm.yyyy hh:nn:ss", LInstalled) +
+                                           (OSInfo::IsFreshInstallation() ? L" (fresh)" : L"")
+                                     : std::wstring(L"unknown")));
+  Print(L"UAC:              " + std::wstring(OSInfo::IsUACEnabled() ? L"on" : L"off"));
+  Print(L"Web browser:      " + OSInfo::WebBrowserAppPath());
+  Print(L"Shell:            " + OSInfo::OSShellAppPath());
+  Print(L"Power:            shutdown " + LYesNo(OSInfo::IsShutdownAllowed()) + L", sleep " +
+        LYesNo(OSInfo::IsSleepAllowed()) + L", hibernation " + LYesNo(OSInfo::IsHibernationAllowed()));
+}
+
 // ---- Version resources ---------------------------------------------------------------------------
 
 // The names of the system's standard string fields; a version resource can't list its own.
@@ -610,6 +643,65 @@ void CommandVersion(const std::vector<std::wstring>& AArgs) {
   }
 }
 
+// ---- The product's settings ------------------------------------------------------------------------
+
+// The store of the product that ovrtl belongs to: the version resources of its folder name the key.
+void CommandSettings(const std::vector<std::wstring>& AArgs) {
+  if (AArgs.size() < 2 || (AArgs[0] != L"get" && AArgs[0] != L"set" && AArgs[0] != L"reset"))
+    throw EUsage{L"settings takes get, set or reset and a name"};
+  const std::wstring LOp = AArgs[0];
+  const UnicodeString LName = AArgs[1];
+  if ((LOp == L"set") != (AArgs.size() == 4) || (LOp != L"set" && AArgs.size() != 2))
+    throw EUsage{L"settings set takes a name, a type and a value; get and reset a name"};
+  TLibraryScope LSession;
+  Print(L"Store: HKEY_LOCAL_MACHINE" + CommonSettings::RegistryKeySettings());
+  if (LOp == L"reset") {
+    CommonSettings::Reset(LName);
+    Print(L"Reset " + LName);
+    return;
+  }
+  if (LOp == L"get") {
+    TRegistry R(KEY_READ);
+    R.SetRootKey(HKEY_LOCAL_MACHINE);
+    if (!R.OpenKeyReadOnly(CommonSettings::RegistryKeySettings()) || !R.ValueExists(LName)) {
+      Print(LName + L" is not stored: it has its default");
+      return;
+    }
+    const TRegDataType LType = R.GetDataType(LName);
+    R.CloseKey();
+    UnicodeString LText;
+    switch (LType) {
+      case rdInteger: LText = L"integer " + std::to_wstring(CommonSettings::GetInteger(LName)); break;
+      case rdInt64: LText = L"int64 " + std::to_wstring(CommonSettings::GetInt64(LName)); break;
+      case rdString:
+      case rdExpandString: LText = L"string " + CommonSettings::GetString(LName); break;
+      case rdMultiString:
+        LText = L"array";
+        for (const UnicodeString& S : CommonSettings::GetArrayStrings(LName)) LText += L" " + S;
+        break;
+      case rdBinary: {
+        Rtl::TMemoryStream LStream;
+        CommonSettings::GetStream(LName, &LStream);
+        LText = LStream.GetSize() == 8 ? L"double " + Rtl::FloatToStr(CommonSettings::GetDouble(LName)) + L" or " : L"";
+        LText += L"binary " + TRegistry::BinaryToHexString(static_cast<const uint8_t*>(LStream.Memory()),
+                                                            static_cast<int32_t>(LStream.GetSize()) - 1, L"");
+        break;
+      }
+      default: LText = L"a value of another type";
+    }
+    Print(LName + L" = " + LText);
+    return;
+  }
+  const std::wstring LType = AArgs[2], LValue = AArgs[3];
+  if (LType == L"bool") CommonSettings::SetBool(LName, LValue == L"1" || Rtl::SameText(LValue, L"true"));
+  else if (LType == L"integer") CommonSettings::SetInteger(LName, static_cast<int32_t>(std::stol(LValue, nullptr, 0)));
+  else if (LType == L"int64") CommonSettings::SetInt64(LName, std::stoll(LValue, nullptr, 0));
+  else if (LType == L"double") CommonSettings::SetDouble(LName, std::stod(LValue));
+  else if (LType == L"string") CommonSettings::SetString(LName, LValue);
+  else throw EUsage{L"settings set takes bool, integer, int64, double or string"};
+  Print(L"Set " + LName + L" (" + LType + L") to " + LValue + L"; the programs of the product were told");
+}
+
 void CommandHelp(const std::vector<std::wstring>&);
 
 struct TCommand {
@@ -634,8 +726,11 @@ const TCommand C_COMMANDS[] = {
                             L"                          (x64)HKLM\\Software\\Foo\\\\Name; types REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ (a|b),\n"
                             L"                          REG_DWORD, REG_QWORD, REG_BINARY (01,ab)",
      &CommandReg},
+    {L"os", L"", L"which Windows OSInfo sees: version, edition, build, architecture, memory, ...", &CommandOS},
     {L"version", L"<file>", L"the version resource of a file: fixed fields, and string fields of every translation",
      &CommandVersion},
+    {L"settings", L"<get|set|reset> <name> [type value]",
+     L"the product's settings store; set types bool, integer, int64, double, string", &CommandSettings},
     {L"help", L"", L"this text", &CommandHelp},
 };
 
