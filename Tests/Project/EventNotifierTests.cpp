@@ -524,8 +524,11 @@ TEST(EventNotifierStressTest, EightThreadsSubscribeNotifyAndUnsubscribeAThousand
   EXPECT_EQ(LStayMissed, 0);
   EXPECT_EQ(LOwnMissed, 0);
   EXPECT_EQ(LTwice, 0);
-  EXPECT_EQ(OvTest::CountProcessHandles(), LHandles);
-  EXPECT_EQ(OvTest::CountProcessThreads(), LThreads);
+  // A leak of the notifier would show once for each of the 8,000 rounds. Wine was seen, about one
+  // run in ten, to keep a single handle of its own after such a burst, beyond any wait: one is let
+  // pass.
+  EXPECT_EQ(OvTest::CountBackTo(&OvTest::CountProcessThreads, LThreads), LThreads);
+  EXPECT_LE(OvTest::CountBackTo(&OvTest::CountProcessHandles, LHandles), LHandles + 1);
 }
 
 }  // namespace

@@ -211,6 +211,16 @@ size_t ReadProcessHandleCount() {
 }
 }  // namespace
 
+size_t CountBackTo(size_t (*ACount)(), size_t AExpected, DWORD ATimeoutMs) {
+  const ULONGLONG LEnd = GetTickCount64() + ATimeoutMs;
+  size_t LCount = ACount();
+  while (LCount != AExpected && GetTickCount64() < LEnd) {
+    Sleep(100);
+    LCount = ACount();
+  }
+  return LCount;
+}
+
 size_t CountProcessThreads() {
   TFileHandleOwner LSnapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
   if (!LSnapshot) throw std::runtime_error("CreateToolhelp32Snapshot failed");

@@ -77,6 +77,9 @@ class TLogCapture {
 size_t CountProcessHandles();
 // Threads of the process now (a tool-help snapshot).
 size_t CountProcessThreads();
+// ACount() once it is back at AExpected, or what it is after ATimeoutMs: after a burst of work,
+// Wine's own pool keeps an idle worker (a thread and its handle) for a few seconds.
+size_t CountBackTo(size_t (*ACount)(), size_t AExpected, DWORD ATimeoutMs = 10000);
 
 // The folder of the running test program, with a trailing backslash: the helper programs and the
 // library lie there too.
