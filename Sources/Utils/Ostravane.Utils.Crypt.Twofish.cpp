@@ -1,4 +1,4 @@
-// Twofish after its specification (Schneier, Kelsey, Whiting, Wagner, Hall, Ferguson, 1998): the
+// Twofish as its authors published it (Schneier, Kelsey, Whiting, Wagner, Hall, Ferguson, 1998): the
 // q permutations from their nibble tables, the MDS and RS codes over GF(2^8), the key schedule with
 // fully keyed S-boxes, the block function, the modes and the stream form.
 #include "Ostravane.Utils.Crypt.Twofish.h"

@@ -52,7 +52,7 @@ class OVRTL_API CryptTwofish final {
   static void Burn(TTwofishData& Data) noexcept;
   // LastBlock := InitBlock: the next call starts a new message.
   static void Reset(TTwofishData& Data) noexcept;
-  // The 256-bit known answer of the cipher's specification, both ways.
+  // The authors' 256-bit known answer, both ways.
   static bool SelfTest();
 
   // One 16-byte block.
@@ -94,7 +94,7 @@ class OVRTL_API CryptTwofish final {
   // Dest := Source xor AValue over 256 bytes.
   static void Xor256(uint8_t* Dest, const uint8_t* Source, uint8_t AValue) noexcept;
   static uint32_t RS_MDS_Encode(uint32_t k0, uint32_t k1) noexcept;
-  // The function h of the specification on x with the key words L (KeyLen / 64 of them).
+  // The authors' function h on x with the key words L (KeyLen / 64 of them).
   static uint32_t f32(uint32_t x, const uint32_t* L, uint32_t KeyLen) noexcept;
 };
 

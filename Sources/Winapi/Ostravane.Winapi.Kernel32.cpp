@@ -18,9 +18,6 @@ namespace {
 template <TExportName AExport, typename TProc>
 using TKernel = TLateBound<Kernel32::C_MODULE, AExport, TProc>;
 
-// The text of a zeroed buffer up to its first NUL.
-UnicodeString UpToNul(const std::vector<wchar_t>& ABuffer) { return UnicodeString(ABuffer.data()); }
-
 // The x87 control word, which some drivers leave changed behind a device call.
 class TFpuControlWordKeeper {
  public:
@@ -59,7 +56,7 @@ UnicodeString Kernel32::ExpandEnvironmentStrings(const UnicodeString& AFileName)
   if (LLength == 0) SysUtils::RaiseLastOSError();
   std::vector<wchar_t> LBuffer(LLength + 1, L'\0');
   if (TExpand::Plain(AFileName, LBuffer.data(), LLength) == 0) SysUtils::RaiseLastOSError();
-  return UpToNul(LBuffer);
+  return UnicodeString(LBuffer.data());
 }
 
 UnicodeString Kernel32::GetEnvironmentVariable(const UnicodeString& AName) {
@@ -100,7 +97,7 @@ UnicodeString Kernel32::GetVolumeNameForVolumeMountPoint(const UnicodeString& AV
   if (!TKernel<"GetVolumeNameForVolumeMountPointW", decltype(&::GetVolumeNameForVolumeMountPointW)>::Plain(
           AVolumeMountPoint, LBuffer.data(), MAX_PATH + 1))
     return {};
-  return UpToNul(LBuffer);
+  return UnicodeString(LBuffer.data());
 }
 
 UnicodeString Kernel32::GetDosDevice(const UnicodeString& AVolume) {
@@ -109,7 +106,7 @@ UnicodeString Kernel32::GetDosDevice(const UnicodeString& AVolume) {
   SetLastError(0);
   TKernel<"QueryDosDeviceW", decltype(&::QueryDosDeviceW)>::Plain(LVolume, LBuffer.data(), MAX_PATH);
   if (GetLastError() != 0) return {};
-  return UpToNul(LBuffer);
+  return UnicodeString(LBuffer.data());
 }
 
 UnicodeString Kernel32::GetTempFileName(const UnicodeString& APrefix, UINT AUnique) {
@@ -120,7 +117,7 @@ UnicodeString Kernel32::GetTempFileName(const UnicodeString& APrefix, UINT AUniq
   if (LFolder.empty() || !Rtl::DirectoryExists(LFolder)) LFolder = L".";
   std::vector<wchar_t> LBuffer(MAX_PATH + 1, L'\0');
   TKernel<"GetTempFileNameW", decltype(&::GetTempFileNameW)>::Plain(LFolder, APrefix, AUnique, LBuffer.data());
-  return UpToNul(LBuffer);
+  return UnicodeString(LBuffer.data());
 }
 
 void Kernel32::VER_SET_CONDITION(ULONGLONG& dwlConditionMask, DWORD dwTypeBitMask, BYTE dwConditionMask) {

@@ -1,4 +1,4 @@
-// Twofish: the known-answer tables of the cipher's specification for the three key sizes, the key
+// Twofish: the authors' published known-answer tables for the three key sizes, the key
 // lengths and their failure, every block mode against its definition built here from the ECB
 // primitive, the chaining state, the stream form's lengths and failures, and Burn.
 #include <gtest/gtest.h>
@@ -56,7 +56,7 @@ void Fill(Rtl::TMemoryStream& S, const std::vector<uint8_t>& ABytes) {
 // The tables' rule: I=1 encrypts zeros under a zero key; then each plain text is the last cipher
 // text, and each key the cipher texts before it, the newest first, cut to the key size. I=49 is
 // the last entry; decrypting back down the keys returns the zero block.
-TEST(Twofish, KnownAnswerTablesOfTheSpecification) {
+TEST(Twofish, KnownAnswerTablesOfTheAuthors) {
   struct TTable {
     size_t KeyBytes;
     const char* First;   // I=1
